@@ -1,0 +1,11 @@
+// The database pointer: the time stamp of the record that the logger has read last, a text of at
+// most 24 characters that the agent holds.
+#pragma once
+
+#include <cstring>
+
+constexpr char kDatabasePointer[] = "qmxDatabasePointer.0";
+
+/// Whether the text may stand between the apostrophes of a statement. One with an apostrophe or a
+/// backslash is no time stamp and would change what the statement means.
+inline bool IsTimeStamp(const char* text) { return std::strpbrk(text, "'\\") == nullptr; }

@@ -1,0 +1,28 @@
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "core/gateway.h"
+
+int CGateway::ConnectDatabase() {
+  mysql_init(&database);
+  for (int attempt = 1; attempt <= 10; ++attempt) {
+    // A failed attempt makes the library forget its options: without this one a server that came
+    // up late would be lost for good at its first restart.
+    const my_bool reconnect = 1;
+    const int refused = mysql_options(&database, MYSQL_OPT_RECONNECT, &reconnect);
+    if (refused != 0) return refused;
+    if (mysql_real_connect(&database, "127.0.0.1", "root", "", "twinex", 0, nullptr, 0) !=
+        nullptr) {
+      return 0;
+    }
+    sleep(1);
+  }
+  std::puts("Error: Unable to open the database.");
+  return -1;
+}
+
+MYSQL_RES* CGateway::QueryDatabase(MYSQL& connection, const char* statement) {
+  if (mysql_query(&connection, statement) != 0) return nullptr;
+  return mysql_store_result(&connection);
+}
