@@ -1,0 +1,105 @@
+#include "record_log.h"
+
+#include <cstdio>
+#include <string>
+#include <variant>
+
+namespace {
+
+enum State { kOff = 0, kLogging = 1, kUnreachable = 2 };
+
+/// How the data table stores a register's value.
+std::string ColumnType(const Value& value) {
+  if (std::holds_alternative<std::string>(value)) return "VARCHAR(255)";
+  if (std::holds_alternative<float>(value)) return "DECIMAL(10,3)";
+  if (std::holds_alternative<double>(value)) return "DOUBLE";
+  return "INT UNSIGNED";
+}
+
+std::string Literal(MYSQL* connection, const Value& value) {
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    std::string escaped(2 * text->size() + 1, '\0');
+    escaped.resize(
+        mysql_real_escape_string(connection, escaped.data(), text->data(), text->size()));
+    return "'" + escaped + "'";
+  }
+  return std::to_string(Number(value));
+}
+
+}  // namespace
+
+RecordLog::RecordLog(Registers& registers, int interval, int history)
+    : registers_(registers), interval_(interval), history_(history) {}
+
+RecordLog::~RecordLog() {
+  if (connection_ != nullptr) mysql_close(connection_);
+}
+
+void RecordLog::Tick() {
+  if (interval_ == 0 || --untilNext_ > 0) return;
+  untilNext_ = interval_;
+  // A clock that is being set gives no time stamps.
+  if (Number(registers_[kOperatingMode].value) == 5) return;
+  const bool logged = (connection_ != nullptr || Connect()) && Insert("NOW()");
+  registers_[kRegLogState].value = logged ? kLogging : kUnreachable;
+  if (logged) return;
+  std::fprintf(stderr, "qmx-instrument: no record logged: %s\n",
+               connection_ == nullptr ? "no connection" : mysql_error(connection_));
+  if (connection_ != nullptr) mysql_close(connection_);
+  connection_ = nullptr;
+}
+
+bool RecordLog::Connect() {
+  connection_ = mysql_init(nullptr);
+  return mysql_real_connect(connection_, "127.0.0.1", "root", "", nullptr, 0, nullptr, 0) !=
+             nullptr &&
+         Run("CREATE DATABASE IF NOT EXISTS twinex") && Run("USE twinex") && CreateTable() &&
+         FillHistory();
+}
+
+bool RecordLog::CreateTable() {
+  std::string columns = "time_stamp DATETIME NOT NULL";
+  for (const Register& reg : registers_.All()) {
+    if (reg.column != nullptr) {
+      columns += std::string(", ") + reg.column + " " + ColumnType(reg.value);
+    }
+  }
+  return Run("CREATE TABLE IF NOT EXISTS LogEntry (" + columns + ", INDEX (time_stamp))");
+}
+
+bool RecordLog::FillHistory() {
+  if (!Run("SELECT 1 FROM LogEntry LIMIT 1")) return false;
+  MYSQL_RES* rows = mysql_store_result(connection_);
+  const bool empty = rows != nullptr && mysql_num_rows(rows) == 0;
+  mysql_free_result(rows);
+  if (!empty) return true;
+  for (int i = history_; i > 0; --i) {
+    if (!Insert("NOW() - INTERVAL " + std::to_string(static_cast<long>(i) * interval_) +
+                " SECOND")) {
+      return false;
+    }
+    registers_.Drift();
+  }
+  return true;
+}
+
+bool RecordLog::Insert(const std::string& timeStamp) {
+  std::string values = timeStamp;
+  for (const Register& reg : registers_.All()) {
+    if (reg.column != nullptr) values += ", " + Literal(connection_, reg.value);
+  }
+  if (!Run("INSERT INTO LogEntry VALUES (" + values + ")")) return false;
+  auto& records = std::get<std::uint32_t>(registers_[kRegLogRecords].value);
+  ++records;
+  if (!Run("SELECT MAX(time_stamp) FROM LogEntry")) return false;
+  MYSQL_RES* rows = mysql_store_result(connection_);
+  if (const MYSQL_ROW row = rows == nullptr ? nullptr : mysql_fetch_row(rows)) {
+    registers_[kRegLogLast].value = std::string(row[0] == nullptr ? "" : row[0]);
+  }
+  mysql_free_result(rows);
+  return true;
+}
+
+bool RecordLog::Run(const std::string& statement) {
+  return mysql_query(connection_, statement.c_str()) == 0;
+}
