@@ -1,0 +1,214 @@
+#include "download.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+#include "failure.h"
+#include "interrupt.h"
+#include "position.h"
+
+namespace {
+
+constexpr char kPointerName[] = "qmxDatabasePointer.0";
+
+std::string FormatTime(std::time_t moment) {
+  std::tm time{};
+  gmtime_r(&moment, &time);
+  char text[64];
+  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &time);
+  return text;
+}
+
+/// The moment that "2009-06-30", "2009-06-30 14:00" or "2009-06-30 14:00:00" names.
+std::time_t ParseTime(const std::string& text) {
+  std::tm time{};
+  const char* rest = strptime(text.c_str(), "%Y-%m-%d", &time);
+  if (rest != nullptr && *rest != 0) rest = strptime(rest, " %H:%M", &time);
+  if (rest != nullptr && *rest != 0) rest = strptime(rest, ":%S", &time);
+  if (rest == nullptr || *rest != 0) {
+    throw Failure(kUsage,
+                  "--from takes begin, pointer or a time stamp such as '2009-06-30 14:00:00'.");
+  }
+  return timegm(&time);
+}
+
+/// The register that holds the database pointer. It is put back to where it was, whatever happens,
+/// unless it is to stay where the download has left it.
+class Pointer {
+ public:
+  Pointer(Logger& logger, RegisterNumbers& numbers)
+      : logger_(logger), number_(numbers.Position(kPointerName)), before_(Read()) {}
+
+  ~Pointer() {
+    if (stay_) return;
+    try {
+      // A register that was empty cannot be made empty again.
+      Set(before_.empty() ? kBeforeAllRecords : before_);
+    } catch (const Failure&) {
+      std::cerr << "The database pointer could not be put back; it was at " << before_ << ".\n";
+    }
+  }
+  Pointer(const Pointer&) = delete;
+  Pointer& operator=(const Pointer&) = delete;
+
+  /// Trusts the register's number only if it goes where SSTO and ASTO send the database pointer;
+  /// nothing is written to it by number before that.
+  void Verify() {
+    stay_ = false;
+    RequireDone(logger_.Ask("SSTO", "B"), "SSTO");
+    const Records records = logger_.NextRecords(1);
+    RequireDone(records.reply, "ASTO");
+    // Without a second record the pointer stays on the only one, if there is one.
+    const std::string now = Read();
+    std::tm time{};
+    const bool trusted = records.lines.empty()
+                             ? now.empty() || strptime(now.c_str(), "%Y-%m-%d", &time) != nullptr
+                             : now == TimeStamp(records.lines.back());
+    if (trusted) return;
+    stay_ = true;
+    Doubt();
+  }
+
+  const std::string& Before() const { return before_; }
+  void Set(const std::string& timeStamp) {
+    RequireDone(logger_.WriteRegister(number_, timeStamp), "EREG");
+  }
+  void Stay() { stay_ = true; }
+
+ private:
+  std::string Read() {
+    const AKReply reply = number_ == 0 ? AKReply{} : logger_.ReadRegister(number_);
+    if (number_ == 0 || reply.refused) Doubt();
+    return reply.fields;
+  }
+  [[noreturn]] static void Doubt() {
+    throw Failure(kUsage, std::string("No download: the number of register ") + kPointerName +
+                              " is not certain here.");
+  }
+
+  Logger& logger_;
+  int number_;
+  std::string before_;
+  bool stay_ = true;  // nothing has moved it yet
+};
+
+/// Brings a file that was cut off to the end of its last whole line and takes its records over.
+/// Returns false for a file that has no line yet.
+bool Resume(const std::string& path, const std::string& header, Position& position) {
+  if (!std::filesystem::exists(path)) return false;
+  if (!std::filesystem::is_regular_file(path)) throw Failure(kUsage, path + " is no plain file.");
+  std::ifstream file(path, std::ios::binary);
+  std::string line;
+  std::uintmax_t whole = 0;
+  while (std::getline(file, line)) {
+    const bool cut = file.eof();
+    const bool wanted =
+        whole != 0 || (cut ? header.compare(0, line.size(), line) == 0 : line == header);
+    if (!wanted) {
+      throw Failure(kUsage, path + " is not of this download; its first line would be: " + header);
+    }
+    if (cut) break;
+    if (whole != 0) position.Take(line);
+    whole += line.size() + 1;
+  }
+  file.close();
+  std::error_code failed;
+  std::filesystem::resize_file(path, whole, failed);
+  if (failed) throw Failure(kUsage, path + " cannot be written: " + failed.message() + ".");
+  return whole != 0;
+}
+
+/// A line on standard error that tells how far the download is.
+class Progress {
+ public:
+  void Add(const std::string& record) {
+    ++records_;
+    bytes_ += record.size() + 2;
+  }
+
+  void Show(const Position& position, bool last) {
+    const bool terminal = isatty(2) == 1;
+    if (!terminal && !last) return;
+    const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start_;
+    const std::string reached =
+        position.Newest().empty() ? "none on file" : "up to " + position.Newest();
+    std::fprintf(stderr, "%s%ld records, %zu bytes, %.1f records/s, %s%s",
+                 terminal ? "\r\x1b[K" : "", records_, bytes_,
+                 static_cast<double>(records_) / std::max(spent.count(), 0.001), reached.c_str(),
+                 last ? "\n" : "");
+  }
+
+ private:
+  long records_ = 0;
+  std::size_t bytes_ = 0;
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+/// Takes records over from the pointer on until there are no more, or until an interrupt, which
+/// lets the batch at hand be finished. Returns the signal, or 0.
+int TakeRecords(Logger& logger, Pointer& pointer, Position& position, long batch,
+                const std::string& earliest, std::ostream& out) {
+  const Interrupt interrupt(Interrupt::Then::kFinish);
+  Progress progress;
+  for (bool more = true; more && Interrupt::Noted() == 0;) {
+    const std::string before = position.Pointer();
+    pointer.Set(before);
+    Records records = logger.NextRecords(batch);
+    RequireDone(records.reply, "ASTO");
+    position.BeginBatch();
+    for (std::string& record : records.lines) {
+      // A line of the file is a record, whatever its texts hold.
+      std::replace(record.begin(), record.end(), '\n', ' ');
+      if (TimeStamp(record) < earliest || !position.Take(record)) continue;
+      out << record << "\n";
+      progress.Add(record);
+    }
+    if (!out.flush()) throw Failure(kUsage, "The records cannot be written.");
+    more = static_cast<long>(records.lines.size()) == batch;
+    // More records of one time stamp than a batch holds are brought by a larger one.
+    if (more && position.Pointer() == before) batch *= 2;
+    progress.Show(position, !more || Interrupt::Noted() != 0);
+  }
+  return Interrupt::Noted();
+}
+
+}  // namespace
+
+void Download(Logger& logger, RegisterNumbers& numbers, const DownloadOptions& options) {
+  const bool fromPointer = options.from == "pointer";
+  const bool fromTime = !fromPointer && options.from != "begin";
+  const std::time_t from = fromTime ? ParseTime(options.from) : 0;
+
+  const AKReply header = logger.Header();
+  RequireDone(header, "LDHD");
+  Pointer pointer(logger, numbers);
+  const std::string start = fromTime                                   ? FormatTime(from - 1)
+                            : fromPointer && !pointer.Before().empty() ? pointer.Before()
+                                                                       : kBeforeAllRecords;
+  Position position(start);
+  std::ofstream file;
+  bool begun = false;
+  if (options.file != "-") {
+    begun = Resume(options.file, header.fields, position);
+    file.open(options.file, std::ios::app | std::ios::binary);
+    if (!file) throw Failure(kUsage, options.file + " cannot be written.");
+  }
+  std::ostream& out = file.is_open() ? file : std::cout;
+  if (!begun) out << header.fields << "\n";
+
+  pointer.Verify();
+  const int interrupted =
+      TakeRecords(logger, pointer, position, options.batch, fromTime ? FormatTime(from) : "", out);
+  if (fromPointer) pointer.Stay();
+  if (interrupted == 0) return;
+  throw Failure(kInterrupted + interrupted, file.is_open()
+                                                ? "Interrupted; the same command goes on from here."
+                                                : "Interrupted.");
+}

@@ -1,0 +1,78 @@
+// What a data logger asks, in both protocols, and the replies it gets.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "md_frame.h"
+#include "serial_line.h"
+
+/// What the gateway says to a GNP request that it does not know.
+constexpr char kUnknownCommand[] = "Unknown command.";
+
+/// How the console addresses the gateway.
+struct Address {
+  char station = '4';          ///< first character of every AK request and reply
+  std::string channel = "K0";  ///< channel of the AK station, two characters
+  std::string id;              ///< instrument id of GNP requests, three digits; empty sends none
+};
+
+/// A whole AK reply.
+struct AKReply {
+  std::string code;    ///< function code as the gateway repeats it
+  int status = 0;      ///< status condition of the instrument
+  std::string fields;  ///< all behind the blank that follows the status condition
+  bool refused = false;
+};
+
+/// The records that an ASTO request brought.
+struct Records {
+  AKReply reply;
+  std::vector<std::string> lines;  ///< without their line ends
+  bool pointerMoved = true;        ///< false when the gateway said so behind them
+};
+
+/// Asks one request at a time. Throws Failure, kNoReply or kBroken; a request that the gateway
+/// refuses is returned as such.
+class Logger {
+ public:
+  Logger(SerialLine& line, Address address, std::chrono::milliseconds patience)
+      : line_(line), address_(std::move(address)), patience_(patience) {}
+
+  /// An AK request with any function code.
+  AKReply Ask(const std::string& code, const std::string& arguments = "");
+
+  /// AREG; `fields` of the reply is the value alone.
+  AKReply ReadRegister(int number);
+  AKReply WriteRegister(int number, const std::string& value);
+
+  /// LPRC; `names` is set to what it lists. The reply's only field is the highest register number.
+  AKReply ListRegisters(std::vector<std::string>& names);
+
+  Records NextRecords(long count);
+
+  /// LDHD; the reply's `fields` are the names of the record fields with commas.
+  AKReply Header();
+
+  /// The GNP data reply; throws Failure(kRefused) when the gateway does not know the command.
+  MDFrame Data();
+
+  /// Sends this text in an AK frame, or in a GNP frame with its check value, and returns everything
+  /// that comes back until the line falls silent.
+  std::string Raw(const std::string& text, bool gnp);
+
+  SerialLine& Line() { return line_; }
+
+ private:
+  char NextByte(const std::string& soFar);
+  std::string ReceiveFrame();
+  std::string ReceiveLine(const std::string& what);
+
+  SerialLine& line_;
+  Address address_;
+  std::chrono::milliseconds patience_;
+};
+
+/// Throws Failure(kRefused) when the request was refused.
+void RequireDone(const AKReply& reply, const std::string& request);

@@ -1,0 +1,44 @@
+// How replies are shown: as text for a reader, or as one JSON object per reply.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "logger.h"
+
+/// Text between quotation marks as JSON writes it.
+std::string JsonText(const std::string& text);
+
+/// One JSON object from names and values that are JSON already.
+std::string JsonObject(const std::vector<std::pair<std::string, std::string>>& members);
+
+std::string JsonList(const std::vector<std::string>& texts);
+
+/// Columns padded to equal width, by line and as one text.
+std::vector<std::string> TableLines(const std::vector<std::vector<std::string>>& rows);
+std::string Table(const std::vector<std::vector<std::string>>& rows);
+
+/// The fields of a line with commas.
+std::vector<std::string> Fields(const std::string& line);
+
+class Report {
+ public:
+  explicit Report(bool json) : json_(json) {}
+
+  /// A reply: `text` for a reader, `members` besides command and status condition for a script.
+  void Show(const std::string& command, const AKReply& reply, const std::string& text,
+            const std::vector<std::pair<std::string, std::string>>& members) const;
+  void Show(const MDFrame& frame) const;
+
+  /// What came back to a request for a register.
+  void ShowRegister(const std::string& name, int number, const AKReply& reply) const;
+
+  /// All that came back to a raw request.
+  void Answer(const std::string& bytes) const;
+
+  bool Json() const { return json_; }
+
+ private:
+  bool json_;
+};
