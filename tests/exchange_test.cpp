@@ -1,0 +1,244 @@
+// Plays the exchanges in tests/exchanges against the shipped daemon: a line, an agent and a
+// database server, and for each step what must come back, byte for byte. README.md there tells the
+// steps.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "lab.h"
+#include "responder.h"
+
+namespace {
+
+constexpr char kRegisterList[] = "/home/qmx/register.txt";
+
+class Exchange : public testing::TestWithParam<std::string> {
+ protected:
+  void TearDown() override {
+    NoFurtherMessage();
+    if (gateway_) gateway_->Signal(SIGKILL);
+  }
+
+  void Play(const std::string& file) {
+    std::ifstream steps(std::string(EXCHANGES) + "/" + file);
+    ASSERT_TRUE(steps) << file;
+    std::string text;
+    for (int number = 1; std::getline(steps, text) && !HasFatalFailure() && !IsSkipped();
+         ++number) {
+      const std::size_t start = text.find_first_not_of(' ');
+      if (start == std::string::npos || text[start] == '#') continue;
+      const std::string step = text.substr(start);
+      SCOPED_TRACE(file + ":" + std::to_string(number) + ": " + step);
+      const std::size_t blank = step.find(' ');
+      const auto known = kSteps.find(step.substr(0, blank));
+      ASSERT_NE(known, kSteps.end()) << "no such step";
+      (this->*known->second)(blank == std::string::npos ? "" : Bytes(step.substr(blank + 1)));
+    }
+  }
+
+ private:
+  using Step = void (Exchange::*)(const std::string& rest);
+  static const std::map<std::string, Step> kSteps;
+
+  // The surroundings
+
+  void Register(const std::string& rest) {
+    std::string name;
+    char type = 0;
+    std::string value;
+    std::istringstream words(rest);
+    words >> name >> type;
+    if (words.get() == ' ') std::getline(words, value);
+    agent_.Put(name, type, value);
+  }
+  void Absent(const std::string& name) { agent_.Remove(name); }
+  void Fault(const std::string& rest) {
+    std::istringstream words(rest);
+    std::string kind;
+    std::string name;
+    std::string fault;
+    std::getline(words >> kind >> name >> std::ws, fault);
+    agent_.Misanswer(kind, name, fault);
+  }
+  void Behave(const std::string&) { agent_.Behave(); }
+  void Sql(const std::string& statement) { Server().Run(statement); }
+  void ServerStep(const std::string& what) {
+    if (what == "on") {
+      database_ ? database_->Start() : static_cast<void>(Server());
+    } else {
+      Server().Stop(what == "kill" ? SIGKILL : SIGTERM);
+    }
+  }
+  void File(const std::string& rest) {
+    const std::size_t blank = rest.find(' ');
+    WriteFile(rest.substr(0, blank), blank == std::string::npos ? "" : rest.substr(blank + 1));
+  }
+  void Folder(const std::string& path) { ASSERT_EQ(mkdir(path.c_str(), 0755), 0); }
+  void Remove(const std::string& path) { ASSERT_EQ(remove(path.c_str()), 0); }
+  /// The steps behind this one need mounts of the laboratory's own.
+  void Private(const std::string&) {
+    if (!IsPrivate()) GTEST_SKIP() << "no mounts here";
+  }
+  void Shell(const std::string& command) {
+    ASSERT_EQ(system(command.c_str()), 0);  // NOLINT(cert-env33-c): the step is a command
+  }
+
+  // The daemon
+
+  /// Starts it on a new line and waits until it serves.
+  void Start(const std::string& arguments) {
+    line_ = std::make_unique<Line>();
+    std::vector<std::string> command = {Program("qmx-gateway")};
+    std::istringstream words(arguments.empty() ? line_->Device() : arguments);
+    for (std::string word; words >> word;) command.push_back(word);
+    outputSeen_ = errorsSeen_ = 0;
+    agent_.Requests();
+    gateway_ = std::make_unique<Child>(command);
+  }
+  void Serve(const std::string&) {
+    Server();
+    const std::size_t before = agent_.ModeReads();
+    Start("");
+    ASSERT_TRUE(line_->Served());
+    ASSERT_TRUE(WaitFor([&] { return agent_.ModeReads() > before; })) << gateway_->Errors();
+    agent_.Requests();
+  }
+  /// Waits until the daemon, after its last reply, waits for the next frame.
+  void Waiting(const std::string&) {
+    EXPECT_TRUE(WaitFor([this] { return agent_.ModeReads() > modeReadsBefore_; }));
+  }
+  /// The logger's end of the line is closed.
+  void Hangup(const std::string&) { line_.reset(); }
+  void Exit(const std::string& status) { EXPECT_EQ(gateway_->Wait(30000), std::stoi(status)); }
+
+  // The line
+
+  void Send(const std::string& rest) {
+    NoFurtherMessage();
+    agent_.Requests();
+    line_->Send(rest);
+  }
+  void Receive(const std::string& expected) {
+    EXPECT_EQ(Visible(line_->Receive(expected.size(), 30000)), Visible(expected));
+    modeReadsBefore_ = agent_.ModeReads();
+  }
+  void Ask(const std::string& rest) {
+    const std::size_t arrow = rest.find(" => ");
+    Send("\x02" + rest.substr(0, arrow) + "\x03");
+    if (arrow != std::string::npos) Receive("\x02" + rest.substr(arrow + 4) + "\x03\r\n");
+  }
+
+  // What it leaves behind
+
+  void Requests(const std::string& expected) {
+    std::string joined;
+    const auto collect = [&] {
+      for (const std::string& request : agent_.Requests()) {
+        joined += (joined.empty() ? "" : "; ") + request;
+      }
+      return joined.size() >= expected.size();
+    };
+    WaitFor(collect);
+    EXPECT_EQ(joined, expected);
+  }
+  void Holds(const std::string& rest) {
+    const std::size_t blank = rest.find(' ');
+    const std::string value = blank + 2 < rest.size() ? rest.substr(blank + 3) : "";
+    EXPECT_TRUE(
+        WaitFor([&] { return agent_.Holds(rest.substr(0, blank), rest[blank + 1], value); }));
+  }
+  void List(const std::string& rest) {
+    std::istringstream words(rest);
+    std::string number;
+    std::string name;
+    std::string lines;
+    while (words >> number >> name) lines += number + ";" + name + ";\n";
+    EXPECT_EQ(ReadFile(kRegisterList), lines);
+  }
+  void Message(const std::string& text) { ExpectLine(text, errorsSeen_, &Child::Errors); }
+  void Output(const std::string& text) { ExpectLine(text, outputSeen_, &Child::Output); }
+
+  /// The next line that the daemon prints begins with this text. The system's error texts behind
+  /// a line end are passed over.
+  void ExpectLine(const std::string& text, std::size_t& seen,
+                  std::string (Child::*printed)() const) {
+    std::string next;
+    const bool came = WaitFor(
+        [&] {
+          next = NextLine((gateway_.get()->*printed)(), seen);
+          return !next.empty();
+        },
+        30000);
+    EXPECT_TRUE(came) << "no message";
+    EXPECT_EQ(next.substr(0, text.size()), text);
+  }
+  static std::string NextLine(const std::string& printed, std::size_t& seen) {
+    for (std::size_t end; (end = printed.find('\n', seen)) != std::string::npos;) {
+      std::string text = printed.substr(seen, end - seen);
+      seen = end + 1;
+      if (!text.empty() && text.compare(0, 2, ": ") != 0) return text;
+    }
+    return "";
+  }
+  void NoFurtherMessage() {
+    if (gateway_) {
+      EXPECT_EQ(NextLine(gateway_->Errors(), errorsSeen_), "");
+      EXPECT_EQ(NextLine(gateway_->Output(), outputSeen_), "");
+    }
+  }
+
+  Database& Server() {
+    if (!database_) database_ = std::make_unique<Database>();
+    return *database_;
+  }
+
+  Responder agent_;
+  std::unique_ptr<Database> database_;
+  std::unique_ptr<Line> line_;
+  std::unique_ptr<Child> gateway_;
+  std::size_t modeReadsBefore_ = 0;
+  std::size_t outputSeen_ = 0;
+  std::size_t errorsSeen_ = 0;
+};
+
+const std::map<std::string, Exchange::Step> Exchange::kSteps = {
+    {"use", &Exchange::Play},          {"register", &Exchange::Register},
+    {"absent", &Exchange::Absent},     {"fault", &Exchange::Fault},
+    {"behave", &Exchange::Behave},     {"sql", &Exchange::Sql},
+    {"server", &Exchange::ServerStep}, {"file", &Exchange::File},
+    {"folder", &Exchange::Folder},     {"remove", &Exchange::Remove},
+    {"private", &Exchange::Private},   {"shell", &Exchange::Shell},
+    {"start", &Exchange::Start},       {"serve", &Exchange::Serve},
+    {"exit", &Exchange::Exit},         {"hangup", &Exchange::Hangup},
+    {"waiting", &Exchange::Waiting},   {"send", &Exchange::Send},
+    {"receive", &Exchange::Receive},   {"ask", &Exchange::Ask},
+    {"requests", &Exchange::Requests}, {"holds", &Exchange::Holds},
+    {"list", &Exchange::List},         {"message", &Exchange::Message},
+    {"output", &Exchange::Output},
+};
+
+TEST_P(Exchange, IsAsWritten) { Play(GetParam() + ".txt"); }
+
+std::vector<std::string> Files() {
+  std::vector<std::string> files;
+  DIR* folder = opendir(EXCHANGES);
+  while (const dirent* entry = readdir(folder)) {
+    const std::string name = entry->d_name;
+    if (name.size() > 4 && name.substr(name.size() - 4) == ".txt" && name[0] != '_') {
+      files.push_back(name.substr(0, name.size() - 4));
+    }
+  }
+  closedir(folder);
+  return files;
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, Exchange, testing::ValuesIn(Files()),
+                         [](const auto& file) { return file.param; });
+
+}  // namespace

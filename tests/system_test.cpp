@@ -1,0 +1,254 @@
+// What an exchange cannot tell of the shipped daemon: amounts, time, signals, abuse.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "lab.h"
+#include "responder.h"
+
+namespace {
+
+/// Clock ticks that a process has used so far, of 100 a second.
+long Ticks(pid_t process) {
+  std::istringstream stat(ReadFile("/proc/" + std::to_string(process) + "/stat"));
+  std::string skipped;
+  long user = 0;
+  long system = 0;
+  for (int i = 1; i < 14; ++i) stat >> skipped;
+  stat >> user >> system;
+  return user + system;
+}
+
+class System : public testing::Test {
+ protected:
+  void SetUp() override {
+    PutInstrument();
+    gateway_ =
+        std::make_unique<Child>(std::vector<std::string>{Program("qmx-gateway"), line_->Device()});
+    ASSERT_TRUE(line_->Served());
+  }
+
+  /// The plain instrument of the exchanges.
+  void PutInstrument() {
+    std::ifstream steps(std::string(EXCHANGES) + "/_instrument.txt");
+    std::string step;
+    std::string name;
+    char type = 0;
+    while (steps >> step) {
+      std::string value;
+      if (step == "register") steps >> name >> type;
+      std::getline(steps, value);
+      if (step == "register") agent_->Put(name, type, value.empty() ? "" : value.substr(1));
+    }
+  }
+
+  std::string Ask(const std::string& text, int milliseconds = 10000) {
+    line_->Send("\x02" + text + "\x03");
+    return line_->ReceiveUntil("\x03\r\n", milliseconds);
+  }
+
+  void FillTable(int records) {
+    database_.Run(
+        "CREATE TABLE LogEntry (time_stamp DATETIME, a INT, b DOUBLE, c VARCHAR(20), INDEX "
+        "(time_stamp))");
+    database_.Run(
+        "INSERT INTO LogEntry SELECT '2020-01-01' + INTERVAL seq SECOND, seq, seq / 7, "
+        "CONCAT('record ', seq) FROM seq_1_to_" +
+        std::to_string(records));
+  }
+
+  std::string ExpectedRecords() {
+    std::string lines;
+    for (const std::string& row :
+         database_.Run("SELECT CONCAT_WS(',', DATE(time_stamp), TIME(time_stamp), a, b, c) FROM "
+                       "LogEntry ORDER BY time_stamp")) {
+      lines += row + "\r\n";
+    }
+    return lines;
+  }
+
+  Database database_;
+  std::unique_ptr<Responder> agent_ = std::make_unique<Responder>();
+  std::unique_ptr<Line> line_ = std::make_unique<Line>();
+  std::unique_ptr<Child> gateway_;
+};
+
+TEST_F(System, SetsTheLine) {
+  termios line{};
+  ASSERT_EQ(tcgetattr(line_->Master(), &line), 0);
+  EXPECT_EQ(line.c_cflag, 0x8FDU);
+  EXPECT_EQ(line.c_iflag | line.c_oflag | line.c_lflag, 0U);
+  EXPECT_EQ(line.c_cc[VMIN], 0);
+  EXPECT_EQ(line.c_cc[VTIME], 1);
+}
+
+TEST_F(System, SendsTenThousandRecordsToAReaderThatStops) {
+  FillTable(10000);
+  const std::string expected = ExpectedRecords();
+  EXPECT_EQ(Ask("4ASTO K0 20000"),
+            "\x02"
+            "4ASTO 0 10000\x03\r\n");
+  // The reader takes a little, then nothing for a while, in which the daemon is stopped, continued
+  // and told that things have happened; then the rest.
+  std::string records = line_->Receive(5000);
+  for (const int signal : {SIGSTOP, SIGWINCH, SIGCHLD, SIGCONT}) {
+    gateway_->Signal(signal);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+  records += line_->Receive(expected.size() - records.size());
+  EXPECT_EQ(records.size(), expected.size());
+  EXPECT_TRUE(records == expected);
+  EXPECT_TRUE(WaitFor(
+      [this] { return agent_->Holds("qmxDatabasePointer.0", 's', "2020-01-01 02:46:40"); }));
+  EXPECT_EQ(Ask("4ASTO K0 5"),
+            "\x02"
+            "4ASTO 0 0\x03\r\n");
+}
+
+TEST_F(System, OutlivesSignalsWhileItWaits) {
+  for (const int signal : {SIGWINCH, SIGCHLD, SIGSTOP, SIGCONT, SIGURG}) {
+    gateway_->Signal(signal);
+    if (signal != SIGSTOP) {
+      EXPECT_EQ(Ask("4LCFG K0"),
+                "\x02"
+                "4LCFG 0 5\x03\r\n")
+          << signal;
+    }
+  }
+  gateway_->Signal(SIGHUP);
+  EXPECT_EQ(gateway_->Wait(), 128 + SIGHUP);
+}
+
+TEST_F(System, IsIdleOnALineThatIsGone) {
+  ASSERT_EQ(Ask("4LCFG K0"),
+            "\x02"
+            "4LCFG 0 5\x03\r\n");
+  line_.reset();
+  const long before = Ticks(gateway_->Id());
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  EXPECT_LE(Ticks(gateway_->Id()) - before, 10);
+  EXPECT_TRUE(gateway_->Running());
+}
+
+TEST_F(System, FollowsAnAgentThatComesBackWithOtherRegisters) {
+  ASSERT_EQ(Ask("4AREG K0 2"),
+            "\x02"
+            "4AREG 0 2 1\x03\r\n");
+  const std::size_t before = agent_->ModeReads();
+  ASSERT_TRUE(WaitFor([&] { return agent_->ModeReads() > before; }));
+  agent_.reset();
+  line_->Send(
+      "\x02"
+      "4LCFG K0\x03");
+  EXPECT_TRUE(WaitFor(
+      [this] {
+        return gateway_->Errors().find("Unable to get station number.") != std::string::npos;
+      },
+      30000));
+  EXPECT_TRUE(WaitFor(
+      [this] { return gateway_->Errors().find("Unable to get rs232 mode.") != std::string::npos; },
+      30000));
+  agent_ = std::make_unique<Responder>();
+  PutInstrument();
+  agent_->Remove("qmxInstrumentID.0");
+  // The old numbers hold until the list is built anew.
+  EXPECT_EQ(Ask("4AREG K0 2", 30000),
+            "\x02"
+            "4AREG 0 SE\x03\r\n");
+  EXPECT_EQ(Ask("4LPRC K0"),
+            "\x02"
+            "4LPRC 0 133\x03\r\n");
+  line_->ReceiveUntil("\r\n");
+  EXPECT_EQ(Ask("4AREG K0 2"),
+            "\x02"
+            "4AREG 0 2 1\x03\r\n");
+  EXPECT_EQ(Ask("4AREG K0 3"),
+            "\x02"
+            "4AREG 0 3 0\x03\r\n");
+}
+
+TEST_F(System, StandsAStorm) {
+  FillTable(20);
+  database_.Run("SET GLOBAL log_output = 'TABLE', GLOBAL general_log = 1");
+  std::map<std::string, std::vector<std::string>> words;
+  std::ifstream file(STORM);
+  for (std::string line; std::getline(file, line);) {
+    const std::size_t blank = line.find(' ');
+    words[line.substr(0, blank)].push_back(Bytes(line.substr(blank + 1)));
+  }
+
+  const char* wanted = std::getenv("QMX_STORM");
+  const long frames = wanted == nullptr ? 1000 : std::strtol(wanted, nullptr, 10);
+  std::mt19937 random(static_cast<unsigned>(frames));
+  const auto pick = [&](const std::string& kind) {
+    return words.at(kind)[random() % words.at(kind).size()];
+  };
+  std::size_t received = 0;
+  for (long i = 0; i < frames && gateway_->Running(); ++i) {
+    std::string frame = "\x02" + pick("frame") + "\x03";
+    for (auto mutations = random() % 4; mutations > 0; --mutations) {
+      const std::size_t at = random() % frame.size();
+      const auto byte = static_cast<char>(random());
+      const std::string replaced[] = {"", std::string(1, byte), std::string(random() % 300, byte),
+                                      frame};
+      frame.replace(at, random() % 2, replaced[random() % 4]);
+      if (frame.empty()) frame = "\x02";
+    }
+    if (i % 5 == 0) {
+      const std::string value = pick("value");
+      agent_->Put(pick("register"), value[0], value.substr(2));
+    }
+    if (i % 50 == 0) {
+      agent_->Behave();
+      PutInstrument();
+      agent_->Put("qmxRS232Mode.0", 'i', i % 200 == 0 ? "1" : "0");
+    }
+    if (i % 50 == 25) {
+      agent_->Misanswer(random() % 2 == 0 ? "get" : "set", pick("register"), pick("fault"));
+    }
+    if (i % 20 == 0) WriteFile("/usr/share/snmp/orderNV.conf", pick("columns"));
+    line_->Send(frame);
+    received += line_->Receive(100000, 1).size();
+  }
+  // What is still on its way is served first; a frame that is still open is over after two more.
+  while (!line_->Receive(100000, 1000).empty()) continue;
+  agent_->Behave();
+  PutInstrument();
+  bool answered = false;
+  for (int i = 0; i < 5 && !answered; ++i) {
+    answered = Ask("4LCFG K0", 500)
+                   .find(
+                       "\x02"
+                       "4LCFG 0 5\x03\r\n") != std::string::npos;
+  }
+  EXPECT_TRUE(answered) << gateway_->Errors();
+  EXPECT_GT(received, 1000U);
+  EXPECT_EQ(gateway_->Errors().find("ERROR: AddressSanitizer"), std::string::npos);
+
+  // No byte but digits came to the shell: nothing of what it was to run was run, and no pointer out
+  // of its apostrophes.
+  EXPECT_NE(access("hit", F_OK), 0);
+  EXPECT_EQ(gateway_->Output().find("uid="), std::string::npos);
+  std::istringstream dates(ReadFile(LabPath("date.log")));
+  for (std::string date; std::getline(dates, date);) {
+    EXPECT_EQ(date.find_first_not_of("0123456789.", 5), std::string::npos) << date;
+  }
+  for (const std::string& statement :
+       database_.Run("SELECT argument FROM mysql.general_log WHERE command_type = 'Query' AND "
+                     "(argument LIKE 'SELECT time_stamp%' OR argument LIKE 'SELECT *%')")) {
+    const auto apostrophes = std::count(statement.begin(), statement.end(), '\'');
+    EXPECT_TRUE(apostrophes == 0 || apostrophes == 2) << statement;
+    EXPECT_EQ(statement.find('\\'), std::string::npos) << statement;
+  }
+}
+
+}  // namespace

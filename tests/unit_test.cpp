@@ -1,0 +1,155 @@
+// What can be proved of the daemon's parts without their surroundings.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "ak/clock_command.h"
+#include "base/number.h"
+#include "base/text.h"
+#include "core/gateway.h"
+#include "gnp/check_value.h"
+
+namespace {
+
+std::string Formatted(float number) {
+  char text[9];
+  CGateway::FormatMantissaExponent(number, text);
+  return text;
+}
+
+TEST(NumberFormat, GivesTheExamples) {
+  const struct {
+    float number;
+    const char* text;
+  } kExamples[] = {
+      {0, "+0000+00"},         {1, "+0001+00"},          {25, "+0025+00"},
+      {7000, "+0007+03"},      {123456, "+1234+02"},     {1234.5F, "+1234+00"},
+      {12.34F, "+1234-02"},    {1.5F, "+0015-01"},       {99.99F, "+9998-02"},
+      {0.1234F, "+1234-04"},   {0.05F, "+0005-02"},      {0.000123F, "+0123-06"},
+      {0.000001F, "+0001-06"}, {0.0000004F, "+0000+00"}, {-0.001F, "-0001-03"},
+      {-273.15F, "-2731-01"},  {3.4e38F, "+3399+35"},    {-0.0F, "+0000+00"},
+      {-1e-9F, "+0000+00"},    {FLT_MAX, "+3402+35"},    {-FLT_MAX, "-3402+35"},
+      {INFINITY, "+0000+00"},  {NAN, "+0000+00"},
+  };
+  for (const auto& example : kExamples) EXPECT_EQ(Formatted(example.number), example.text);
+  CGateway::FormatMantissaExponent(1, nullptr);
+}
+
+/// The same rule without a text: millionths, rounded, then cut to four digits. A long double holds
+/// every step exactly for numbers below 1e19.
+std::string FormattedByArithmetic(float number) {
+  const long double millionths = std::nearbyint(std::fabs(static_cast<long double>(number)) * 1e6L);
+  long double unit = 1;
+  int exponent = -6;
+  while (millionths >= unit * 10000) {
+    unit *= 10;
+    ++exponent;
+  }
+  int mantissa = static_cast<int>((millionths - std::fmod(millionths, unit)) / unit);
+  if (mantissa == 0) return "+0000+00";
+  for (; mantissa % 10 == 0; mantissa /= 10) ++exponent;
+  char text[32];
+  std::snprintf(text, sizeof text, "%c%04d%+03d", number < 0 ? '-' : '+', mantissa, exponent);
+  return text;
+}
+
+TEST(NumberFormat, AgreesWithArithmetic) {
+  std::mt19937 random(20070315);
+  std::uniform_int_distribution<std::uint32_t> bits;
+  std::uniform_real_distribution<double> magnitude(-8, 18.9);
+  for (int i = 0; i < 300000; ++i) {
+    const float numbers[] = {
+        static_cast<float>(static_cast<std::int32_t>(bits(random) >> bits(random) % 32)),
+        static_cast<float>(std::pow(10, magnitude(random)) * (i % 2 == 0 ? 1 : -1)),
+        static_cast<float>(static_cast<int>(bits(random) % 20000) - 10000) / 100,
+    };
+    for (const float number : numbers) {
+      ASSERT_EQ(Formatted(number), FormattedByArithmetic(number)) << number;
+    }
+  }
+}
+
+TEST(CheckValue, CombinesSignedBytes) {
+  const struct {
+    std::string bytes;
+    const char* text;
+  } kFrames[] = {
+      {"\x02"
+       "DA\x03",
+       "04"},
+      {"\x02"
+       "DA001\x03",
+       "35"},
+      {"\x02\xC1\x03", "FF"},  // negative: FFFFFFC0
+      {"\x02\xC1\xC1\x03", "01"},
+      {"", "00"},
+  };
+  for (const auto& frame : kFrames) {
+    char text[3];
+    WriteCheckValue(frame.bytes.data(), static_cast<int>(frame.bytes.size()), text);
+    EXPECT_STREQ(text, frame.text);
+  }
+  EXPECT_EQ(CheckValue("\x80", 1), -128);
+  EXPECT_EQ(CheckValue("A", -1), 0);
+}
+
+TEST(ClockCommand, IsMadeOfDigitsOrNotAtAll) {
+  const struct {
+    const char* time;
+    const char* command;
+  } kTimes[] = {
+      {"2007-03-15 14:30:45", "date 031514302007.45"},
+      {"2007-03-15 14:30", "date 031514302007"},
+      {"2007-03-15 14:30:", "date 031514302007"},
+      {"2007-03-15 14:30:45 \r\n", "date 031514302007.45"},
+      {"--2007--03-15 14::30", "date 031514302007"},
+      {"2007-03-15 14", nullptr},
+      {"2007-03-15", nullptr},
+      {"", nullptr},
+      {"2007-03-15 14:30:4 5", nullptr},
+      {"2007-03-15 14:30:45;reboot", nullptr},
+      {"2007-03-15 14:3\xB0:45", nullptr},
+      {"+007-03-15 14:30", nullptr},
+  };
+  for (const auto& example : kTimes) {
+    char time[64];
+    char command[kClockCommandSize];
+    CopyText(time, example.time);
+    ASSERT_EQ(MakeClockCommand(time, command), example.command != nullptr) << example.time;
+    if (example.command != nullptr) {
+      EXPECT_STREQ(command, example.command);
+    }
+  }
+}
+
+TEST(Text, NeverLeavesItsField) {
+  struct {
+    char field[4] = {'?', '?', '?', '?'};
+    char guard = '!';
+  } room;
+  EXPECT_TRUE(CopyText(room.field, "abc"));
+  EXPECT_FALSE(CopyText(room.field, "abcd"));
+  EXPECT_STREQ(room.field, "abc");
+  EXPECT_TRUE(CopyText(room.field, "x"));
+  EXPECT_EQ(std::string(room.field, 4), std::string("x\0\0\0", 4));
+  EXPECT_FALSE(FormatText(room.field, "%d", -100));
+  EXPECT_STREQ(room.field, "-10");
+  std::size_t used = 1;
+  EXPECT_FALSE(AppendText(room.field, used, "abc"));
+  EXPECT_TRUE(AppendText(room.field, used, "bc"));
+  EXPECT_STREQ(room.field, "-bc");
+  EXPECT_FALSE(AppendText(room.field, used, "d"));
+  EXPECT_EQ(room.guard, '!');
+}
+
+TEST(TypeName, KnowsItsCodesAndTellsOthers) {
+  const std::pair<unsigned char, const char*> kNames[] = {
+      {0x02, "INTEGER"},      {0x4B, "UNSIGNED64"},   {0x7A, "OPAQUE_I64"},  {0xC1, "UNION"},
+      {0x80, "Unknown 0x80"}, {0x0F, "Unknown 0x0f"}, {0x77, "Unknown 0x77"}};
+  for (const auto& [code, name] : kNames) EXPECT_STREQ(CSNMP::TypeName(code), name);
+}
+
+}  // namespace
