@@ -1,0 +1,408 @@
+// Measures the daemon beside the floor that the wire and the libraries set, in one run, and prints
+// the table of docs/measurements.md.
+//
+//   measures             all measures, in the laboratory
+//   measures --gets N    only reads four registers N times (what callgrind counts for the floor)
+#include <fcntl.h>
+#include <signal.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#include "bare.h"
+#include "serial/line_settings.h"
+#include "station.h"
+
+namespace {
+
+constexpr char kEnd[] = "\x03\r\n";
+/// What AREG reads: the three values of every AK request and the register.
+const std::vector<std::string> kAREG = {"qmxAKStationCode.0", "qmxAKChannelNumber.0",
+                                        "qmxStatusCondition.0", "qmxAveragingTime.0"};
+const std::vector<std::string> kBlock = {"qmxInstrumentID.0", "qmxMassConcentration.0",
+                                         "qmxOperatingMode.0", "qmxStatusCondition.0",
+                                         "qmxLocationID.0"};
+
+void Row(const char* measure, const std::string& here, const std::string& floor, double ratio,
+         const char* aim) {
+  std::printf(ratio < 0.01 ? "| %s | %s | %s | %.5f | %s |\n" : "| %s | %s | %s | %.3f | %s |\n",
+              measure, here.c_str(), floor.c_str(), ratio, aim);
+  std::fflush(stdout);
+}
+
+std::string Number(double number, const char* unit, int digits = 2) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.*f %s", digits, number, unit);
+  return text;
+}
+
+std::string Milliseconds(double seconds) { return Number(seconds * 1e3, "ms", 3); }
+
+std::string RequestFor(int number) {
+  return "\x02"
+         "4AREG K0 " +
+         std::to_string(number) + "\x03";
+}
+
+/// The position of a register in the list, which is its number for this type of instrument.
+int RegisterNumber(Station& station, const std::string& name) {
+  station.Ask(
+      "\x02"
+      "4LPRC K0\x03",
+      kEnd);
+  const std::string listing = station.TheLine().ReceiveUntil("\r\n");
+  const std::size_t at = ("," + listing).find("," + name + ",");
+  if (at == std::string::npos) throw std::runtime_error("no register " + name);
+  int number = 1;
+  for (std::size_t i = 0; i < at; ++i) number += listing[i] == ',' ? 1 : 0;
+  return number;
+}
+
+/// Somebody on another pseudo-terminal who answers a request at once with a reply of a given size.
+class Echo {
+ public:
+  explicit Echo(std::string reply) : reply_(std::move(reply)) {
+    const int port = open(line_.Device().c_str(), O_RDWR | O_NOCTTY);
+    termios settings{};
+    tcgetattr(port, &settings);
+    SetLine(settings);
+    settings.c_cc[VMIN] = 1;
+    tcsetattr(port, TCSANOW, &settings);
+    thread_ = std::thread([this, port] {
+      char byte = 0;
+      while (read(port, &byte, 1) == 1 && byte != 0) {
+        if (byte == '\x03' && write(port, reply_.data(), reply_.size()) < 0) break;
+      }
+      close(port);
+    });
+  }
+  ~Echo() {
+    line_.Send(std::string(1, '\0'));
+    thread_.join();
+  }
+  Echo(const Echo&) = delete;
+  Echo& operator=(const Echo&) = delete;
+
+  double Ask(const std::string& request) const {
+    Station::SendAllButOne(line_, request);
+    return Seconds([&] {
+      line_.Send(request.substr(request.size() - 1));
+      line_.Receive(reply_.size());
+    });
+  }
+
+ private:
+  Line line_;
+  std::string reply_;
+  std::thread thread_;
+};
+
+/// Turnaround of a request beside bare gets of the same objects and an echo of the same bytes, each
+/// round one of each.
+void Turnaround(const char* measure, Station& station, BareSession& bare,
+                const std::string& request, const std::string& end,
+                const std::vector<std::string>& gets, int rounds, const char* aim) {
+  std::string reply;
+  station.Ask(request, end, &reply);
+  const Echo echo(reply);
+  std::vector<double> here;
+  std::vector<double> floor;
+  for (int i = 0; i < rounds; ++i) {
+    here.push_back(station.Ask(request, reply.size()));
+    Station::WaitForGateway();
+    const double read = Seconds([&] { bare.Get(gets); });
+    floor.push_back(read + echo.Ask(request));
+  }
+  Row(measure, Milliseconds(Median(here)), Milliseconds(Median(floor)),
+      Median(here) / Median(floor), aim);
+}
+
+void Requests() {
+  Station station({});
+  BareSession bare;
+  const std::string areg = RequestFor(RegisterNumber(station, "qmxAveragingTime.0"));
+  Turnaround("AREG, turnaround; four gets and an echo", station, bare, areg, kEnd, kAREG, 300,
+             "1.10");
+
+  const std::string number = std::to_string(RegisterNumber(station, "qmxMassConcentration.0"));
+  const std::string three = number + "0" + number + "0" + number;
+  station.Ask(
+      "\x02"
+      "4EREG K0 " +
+          std::to_string(RegisterNumber(station, "qmxPRCNumber.0")) + " " + three + "\x03",
+      kEnd);
+  station.Ask(
+      "\x02"
+      "4EREG K0 " +
+          std::to_string(RegisterNumber(station, "qmxRS232Mode.0")) + " 1\x03",
+      kEnd);
+  std::vector<std::string> gets = {"qmxPRCNumber.0"};
+  for (int block = 0; block < 3; ++block) gets.insert(gets.end(), kBlock.begin(), kBlock.end());
+  gets.emplace_back("qmxResponseEnd.0");
+  Turnaround("DA, three blocks; 17 gets and an echo", station, bare,
+             "\x02"
+             "DA\x03"
+             "04",
+             "\r\n", gets, 200, "1.10");
+}
+
+/// Seconds for LPRC to the end of its first reply, and for a bare walk of the same tree.
+std::pair<double, double> Walks(int registers, int rounds, double* snmpwalk) {
+  // 39 registers and the three objects of the other module are there without the diagnostic ones.
+  Station station({"--diagnostics", std::to_string(registers - 39)});
+  BareSession bare;
+  std::vector<double> here;
+  std::vector<double> floor;
+  std::vector<double> program;
+  for (int i = 0; i < rounds; ++i) {
+    std::string reply;
+    here.push_back(
+        station.Ask("\x02"
+                    "4LPRC K0\x03",
+                    kEnd, &reply));
+    if (reply !=
+        "\x02"
+        "4LPRC 0 " +
+            std::to_string(registers) + kEnd)
+      throw std::runtime_error(Visible(reply));
+    station.TheLine().ReceiveUntil("\r\n");
+    floor.push_back(Seconds([&] { bare.Walk("cobaltRGX"); }));
+    if (snmpwalk == nullptr) continue;
+    program.push_back(Seconds([] {
+      Child walk({"snmpwalk", "-v1", "-c", "pelmar", "localhost", "cobaltRGX"});
+      walk.Wait(60000);
+    }));
+  }
+  if (snmpwalk != nullptr) *snmpwalk = Median(program);
+  return {Median(here), Median(floor)};
+}
+
+void Listing() {
+  double snmpwalk = 0;
+  const auto [here, floor] = Walks(1500, 15, &snmpwalk);
+  Row("LPRC, 1,500 registers; a bare walk", Milliseconds(here), Milliseconds(floor), here / floor,
+      "1.15");
+  Row("LPRC, 1,500 registers; snmpwalk", Milliseconds(here), Milliseconds(snmpwalk),
+      here / snmpwalk, "1.00");
+}
+
+void FillTable(Database& database, int records) {
+  database.Run("DROP TABLE IF EXISTS LogEntry");
+  database.Run(
+      "CREATE TABLE LogEntry (time_stamp DATETIME, a DOUBLE, b DOUBLE, c DOUBLE, d DOUBLE, e "
+      "DOUBLE, "
+      "f DOUBLE, g DOUBLE, h INT, i VARCHAR(20), INDEX (time_stamp))");
+  database.Run(
+      "INSERT INTO LogEntry SELECT '2000-01-01' + INTERVAL seq SECOND, seq / 7, seq / 11, 16.67, "
+      "11.25, "
+      "64.5, 1009.25, 0.5, seq % 100, 'F-2291' FROM seq_1_to_" +
+      std::to_string(records));
+}
+
+struct Download {
+  double cpu;
+  double seconds;
+  std::size_t bytes;
+};
+
+Download Fetch(Station& station, int records) {
+  station.Ask(
+      "\x02"
+      "4EREG K0 17 1999-01-01\x03",
+      kEnd);
+  Station::WaitForGateway();
+  const double before = CpuSeconds(station.Gateway().Id());
+  Download download{};
+  const std::string last = "F-2291\r\n";
+  download.seconds = Seconds([&] {
+    station.TheLine().Send(
+        "\x02"
+        "4ASTO K0 1000000\x03");
+    download.bytes = station.TheLine().ReceiveUntil(kEnd, 60000).size();
+    for (int i = 0; i < records; ++i)
+      download.bytes += station.TheLine().ReceiveUntil("\n", 60000).size();
+  });
+  Station::WaitForGateway();
+  download.cpu = CpuSeconds(station.Gateway().Id()) - before;
+  return download;
+}
+
+/// Times that a reader who takes bytes as fast as the wire brings them finds none, in ten seconds.
+int Starved(Station& station) {
+  station.Ask(
+      "\x02"
+      "4EREG K0 17 1999-01-01\x03",
+      kEnd);
+  station.Ask(
+      "\x02"
+      "4ASTO K0 1000000\x03",
+      kEnd);
+  int starved = 0;
+  for (int tick = 0; tick < 1000; ++tick) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    // 9600 baud, 11 bits a byte: not quite nine bytes in 10 ms.
+    if (station.TheLine().Receive(9, 1).size() < 9) ++starved;
+  }
+  return starved;
+}
+
+void Records(Database& database) {
+  FillTable(database, 20000);
+  Station station({});
+  RegisterNumber(station, "qmxDatabasePointer.0");
+  const Download download = Fetch(station, 20000);
+  const double wire = static_cast<double>(download.bytes) * 11 / 9600;
+  Row("ASTO, 20,000 records of 10 columns, CPU; the wire's time", Number(download.cpu, "s"),
+      Number(wire, "s", 0), download.cpu / wire, "0.0005");
+  std::printf("| ASTO, times that a reader at line speed waited, of 1,000 | %d | 0 | | 0 |\n",
+              Starved(station));
+}
+
+void Start() {
+  std::vector<double> here;
+  std::vector<double> walk;
+  for (int i = 0; i < 5; ++i) {
+    std::unique_ptr<Station> station;
+    here.push_back(Seconds([&] {
+      station = std::make_unique<Station>(std::vector<std::string>{});
+      station->TheLine().Send(RequestFor(1));
+      station->TheLine().ReceiveUntil(kEnd);
+    }));
+    // The instrument's own start is not the daemon's.
+    BareSession bare;
+    walk.push_back(Seconds([&] { bare.Walk("cobaltRGX"); }));
+    station.reset();
+    here.back() -= Seconds([] {
+      Child instrument({Program("qmx-instrument")});
+      WaitFor([&] { return instrument.Output().find("udp port") != std::string::npos; });
+    });
+  }
+  const double floor = 2 + Median(walk);
+  Row("start to first reply; 2 s and a walk", Number(Median(here), "s", 3), Number(floor, "s", 3),
+      Median(here) / floor, "0.1 s above");
+}
+
+void Rest() {
+  Station station({});
+  BareSession bare;
+  const int number = RegisterNumber(station, "qmxAveragingTime.0");
+  for (int i = 0; i < 3000; ++i) {
+    const char* const kMix[] = {"4LCFG K0",     "4LDHD K0",   "4SF09 K0",
+                                "4AREG K0 999", "4ASTO K0 1", "4LPRC K0"};
+    const std::string request =
+        i % 2 == 0 ? RequestFor(number) : "\x02" + std::string(kMix[i / 2 % 6]) + "\x03";
+    std::string reply;
+    station.Ask(request, kEnd, &reply);
+    if (request[2] == 'L' && request[3] == 'P') station.TheLine().ReceiveUntil("\r\n");
+    if (reply ==
+        "\x02"
+        "4ASTO 0 1\x03\r\n")
+      station.TheLine().ReceiveUntil("\r\n");
+  }
+  const long memory = ResidentMemory(station.Gateway().Id());
+  const long floor = ResidentMemory(getpid());
+  Row("memory after 3,000 requests; this program, with the same MIB modules",
+      Number(static_cast<double>(memory), "kB", 0), Number(static_cast<double>(floor), "kB", 0),
+      static_cast<double>(memory) / static_cast<double>(floor), "2 MB above");
+  const double before = CpuSeconds(station.Gateway().Id());
+  std::this_thread::sleep_for(std::chrono::seconds(20));
+  const double idle = (CpuSeconds(station.Gateway().Id()) - before) / 20;
+  std::printf("| idle CPU, of one core | %.4f %% | 0 | | 0.1 %% |\n", idle * 100);
+}
+
+/// Instructions of one AREG from the last byte of the request on, and of four bare gets.
+void Instructions() {
+  const auto count = [](const std::string& file, const std::string& function) {
+    Child annotate({"callgrind_annotate", "--inclusive=yes", "--threshold=100", file});
+    annotate.Wait(60000);
+    std::istringstream lines(annotate.Output());
+    for (std::string line; std::getline(lines, line);) {
+      if (line.find(function) == std::string::npos) continue;
+      line.erase(std::remove(line.begin(), line.end(), ','), line.end());
+      return std::strtod(line.c_str(), nullptr);
+    }
+    throw std::runtime_error("callgrind knows no " + function + ": " +
+                             annotate.Output().substr(0, 2000));
+  };
+  constexpr int kRequests = 50;
+  const std::string here = LabPath("callgrind.gateway");
+  {
+    Station station({}, {"valgrind", "--tool=callgrind", "--callgrind-out-file=" + here});
+    const std::string request = RequestFor(29);
+    // Slower by far under valgrind: the pause behind each request is not relied on.
+    for (int i = 0; i < kRequests; ++i) {
+      station.TheLine().Send(request);
+      if (station.TheLine().ReceiveUntil(kEnd, 60000).empty())
+        throw std::runtime_error("no reply under valgrind");
+    }
+    station.Gateway().Signal(SIGTERM);
+    station.Gateway().Wait(30000);
+  }
+  const std::string floor = LabPath("callgrind.gets");
+  {
+    Child instrument({Program("qmx-instrument"), "--type", "TwinexVARO"});
+    WaitFor([&] { return instrument.Output().find("udp port") != std::string::npos; });
+    Child gets({"valgrind", "--tool=callgrind", "--callgrind-out-file=" + floor,
+                Program("measures"), "--gets", std::to_string(kRequests)});
+    gets.Wait(60000);
+  }
+  const double areg =
+      (count(here, "CGateway::HandleAKRequest()") - count(here, "CSerialPort::ReceiveAKFrame")) /
+      kRequests;
+  const double gets = count(floor, "BareSession::Get(") / kRequests;
+  Row("AREG, instructions behind the request; four gets", Number(areg / 1000, "thousand", 1),
+      Number(gets / 1000, "thousand", 1), areg / gets, "1.15");
+}
+
+void Growth(Database& database) {
+  std::printf(
+      "\n| LPRC, registers | time | per register | bare walk | ratio |\n|---|---|---|---|---|\n");
+  for (const int registers : {150, 1500, 6000}) {
+    const auto [here, floor] = Walks(registers, 5, nullptr);
+    std::printf("| %d | %.1f ms | %.1f us | %.1f ms | %.3f |\n", registers, here * 1e3,
+                here * 1e6 / registers, floor * 1e3, here / floor);
+  }
+  std::printf("\n| ASTO, records | bytes | time | CPU | CPU per record |\n|---|---|---|---|---|\n");
+  for (const int records : {1000, 10000, 100000}) {
+    FillTable(database, records);
+    Station station({});
+    RegisterNumber(station, "qmxDatabasePointer.0");
+    const Download download = Fetch(station, records);
+    std::printf("| %d | %zu | %.2f s | %.3f s | %.1f us |\n", records, download.bytes,
+                download.seconds, download.cpu, download.cpu * 1e6 / records);
+    std::fflush(stdout);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  try {
+    if (argc == 3 && std::strcmp(argv[1], "--gets") == 0) {
+      BareSession bare;
+      for (long i = std::strtol(argv[2], nullptr, 10); i > 0; --i) bare.Get(kAREG);
+      return 0;
+    }
+    Database database;
+    std::printf("| measure; floor | here | floor | ratio | aim |\n|---|---|---|---|---|\n");
+    FillTable(database, 100);
+    Requests();
+    Listing();
+    Records(database);
+    Instructions();
+    Start();
+    Rest();
+    Growth(database);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,47 @@
+// A laboratory with a simulated instrument and the gateway, for measuring.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "lab.h"
+
+/// Seconds that something takes.
+double Seconds(const std::function<void()>& work);
+double Median(std::vector<double> numbers);
+
+/// CPU seconds and resident memory, in kB, of a process; its open descriptors.
+double CpuSeconds(pid_t process);
+long ResidentMemory(pid_t process);
+int Descriptors(pid_t process);
+
+class Station {
+ public:
+  /// Starts the instrument (type TwinexVARO, whose numbers have no gaps, unless `options` say
+  /// otherwise) and the gateway, if need be through another program.
+  explicit Station(std::vector<std::string> options, std::vector<std::string> through = {});
+
+  /// Waits for the gateway's pause behind a request, and for its read of the mode.
+  static void WaitForGateway();
+
+  /// Waits until the gateway, after its pause, waits for a request; sends it and receives up to
+  /// `end`. Returns the seconds from the last byte sent to the last byte received.
+  double Ask(const std::string& request, const std::string& end, std::string* reply = nullptr);
+
+  /// The same for a reply of known size, which is received in as few pieces as it comes in.
+  double Ask(const std::string& request, std::size_t size);
+
+  /// Sends the request, but for its last byte, when it is waited for.
+  static void SendAllButOne(const Line& line, const std::string& request);
+
+  Line& TheLine() { return line_; }
+  Child& Gateway() { return *gateway_; }
+
+ private:
+  std::unique_ptr<Child> instrument_;
+  Line line_;
+  std::unique_ptr<Child> gateway_;
+};
