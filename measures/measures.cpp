@@ -2,6 +2,7 @@
 // the table of docs/measurements.md.
 //
 //   measures             all measures, in the laboratory
+//   measures NAME...     these alone: requests, listing, records, instructions, start, rest, growth
 //   measures --gets N    only reads four registers N times (what callgrind counts for the floor)
 #include <fcntl.h>
 #include <signal.h>
@@ -12,6 +13,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -65,20 +68,27 @@ int RegisterNumber(Station& station, const std::string& name) {
   return number;
 }
 
-/// Somebody on another pseudo-terminal who answers a request at once with a reply of a given size.
+double OnInstrumentSide(const std::function<void()>& work) {
+  const InstrumentSide side;
+  return Seconds(work);
+}
+
+/// Somebody on another pseudo-terminal who answers the last byte of a request at once.
 class Echo {
  public:
-  explicit Echo(std::string reply) : reply_(std::move(reply)) {
+  Echo(std::string request, std::string reply)
+      : request_(std::move(request)), reply_(std::move(reply)) {
     const int port = open(line_.Device().c_str(), O_RDWR | O_NOCTTY);
     termios settings{};
     tcgetattr(port, &settings);
     SetLine(settings);
     settings.c_cc[VMIN] = 1;
     tcsetattr(port, TCSANOW, &settings);
+    const InstrumentSide side;
     thread_ = std::thread([this, port] {
       char byte = 0;
-      while (read(port, &byte, 1) == 1 && byte != 0) {
-        if (byte == '\x03' && write(port, reply_.data(), reply_.size()) < 0) break;
+      for (std::size_t count = 1; read(port, &byte, 1) == 1 && byte != 0; ++count) {
+        if (count % request_.size() == 0 && write(port, reply_.data(), reply_.size()) < 0) break;
       }
       close(port);
     });
@@ -90,16 +100,17 @@ class Echo {
   Echo(const Echo&) = delete;
   Echo& operator=(const Echo&) = delete;
 
-  double Ask(const std::string& request) const {
-    Station::SendAllButOne(line_, request);
+  double Ask() const {
+    Station::SendAllButOne(line_, request_);
     return Seconds([&] {
-      line_.Send(request.substr(request.size() - 1));
+      line_.Send(request_.substr(request_.size() - 1));
       line_.Receive(reply_.size());
     });
   }
 
  private:
   Line line_;
+  std::string request_;
   std::string reply_;
   std::thread thread_;
 };
@@ -111,14 +122,14 @@ void Turnaround(const char* measure, Station& station, BareSession& bare,
                 const std::vector<std::string>& gets, int rounds, const char* aim) {
   std::string reply;
   station.Ask(request, end, &reply);
-  const Echo echo(reply);
+  const Echo echo(request, reply);
   std::vector<double> here;
   std::vector<double> floor;
   for (int i = 0; i < rounds; ++i) {
     here.push_back(station.Ask(request, reply.size()));
     Station::WaitForGateway();
-    const double read = Seconds([&] { bare.Get(gets); });
-    floor.push_back(read + echo.Ask(request));
+    const double read = OnInstrumentSide([&] { bare.Get(gets); });
+    floor.push_back(read + echo.Ask());
   }
   Row(measure, Milliseconds(Median(here)), Milliseconds(Median(floor)),
       Median(here) / Median(floor), aim);
@@ -173,9 +184,9 @@ std::pair<double, double> Walks(int registers, int rounds, double* snmpwalk) {
             std::to_string(registers) + kEnd)
       throw std::runtime_error(Visible(reply));
     station.TheLine().ReceiveUntil("\r\n");
-    floor.push_back(Seconds([&] { bare.Walk("cobaltRGX"); }));
+    floor.push_back(OnInstrumentSide([&] { bare.Walk("cobaltRGX"); }));
     if (snmpwalk == nullptr) continue;
-    program.push_back(Seconds([] {
+    program.push_back(OnInstrumentSide([] {
       Child walk({"snmpwalk", "-v1", "-c", "pelmar", "localhost", "cobaltRGX"});
       walk.Wait(60000);
     }));
@@ -277,7 +288,7 @@ void Start() {
     }));
     // The instrument's own start is not the daemon's.
     BareSession bare;
-    walk.push_back(Seconds([&] { bare.Walk("cobaltRGX"); }));
+    walk.push_back(OnInstrumentSide([&] { bare.Walk("cobaltRGX"); }));
     station.reset();
     here.back() -= Seconds([] {
       Child instrument({Program("qmx-instrument")});
@@ -391,15 +402,21 @@ int main(int argc, char* argv[]) {
       return 0;
     }
     Database database;
-    std::printf("| measure; floor | here | floor | ratio | aim |\n|---|---|---|---|---|\n");
     FillTable(database, 100);
-    Requests();
-    Listing();
-    Records(database);
-    Instructions();
-    Start();
-    Rest();
-    Growth(database);
+    const std::pair<const char*, std::function<void()>> measures[] = {
+        {"requests", Requests},
+        {"listing", Listing},
+        {"records", [&] { Records(database); }},
+        {"instructions", Instructions},
+        {"start", Start},
+        {"rest", Rest},
+        {"growth", [&] { Growth(database); }},
+    };
+    const std::set<std::string> chosen(argv + 1, argv + argc);
+    std::printf("| measure; floor | here | floor | ratio | aim |\n|---|---|---|---|---|\n");
+    for (const auto& [name, measure] : measures) {
+      if (chosen.empty() || chosen.count(name) != 0) measure();
+    }
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
     return 1;

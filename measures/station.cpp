@@ -1,5 +1,6 @@
 #include "station.h"
 
+#include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -48,7 +49,32 @@ int Descriptors(pid_t process) {
   return count;
 }
 
+namespace {
+
+void MoveTo(bool last) {
+  static const cpu_set_t allowed = [] {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    sched_getaffinity(0, sizeof set, &set);
+    return set;
+  }();
+  int chosen = -1;
+  for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu) {
+    if (CPU_ISSET(cpu, &allowed) && (last || chosen == -1)) chosen = cpu;
+  }
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(chosen, &one);
+  sched_setaffinity(0, sizeof one, &one);
+}
+
+}  // namespace
+
+InstrumentSide::InstrumentSide() { MoveTo(true); }
+InstrumentSide::~InstrumentSide() { MoveTo(false); }
+
 Station::Station(std::vector<std::string> options, std::vector<std::string> through) {
+  const InstrumentSide side;
   options.insert(options.begin(), {Program("qmx-instrument"), "--type", "TwinexVARO"});
   instrument_ = std::make_unique<Child>(options);
   if (!WaitFor([this] { return instrument_->Output().find("udp port") != std::string::npos; })) {

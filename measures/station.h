@@ -18,6 +18,17 @@ double CpuSeconds(pid_t process);
 long ResidentMemory(pid_t process);
 int Descriptors(pid_t process);
 
+/// Where the scheduler puts two processes that wake each other decides more about a figure than all
+/// that is measured here. So the instrument and whoever asks it, the gateway or a bare session,
+/// share the last processor, and the logger's side of the line has the first one.
+class InstrumentSide {
+ public:
+  InstrumentSide();   ///< moves this thread, and what it starts, there
+  ~InstrumentSide();  ///< and back to the logger's side
+  InstrumentSide(const InstrumentSide&) = delete;
+  InstrumentSide& operator=(const InstrumentSide&) = delete;
+};
+
 class Station {
  public:
   /// Starts the instrument (type TwinexVARO, whose numbers have no gaps, unless `options` say
