@@ -27,19 +27,18 @@ void Serve(const std::string& line, const Input& rest, void (CGateway::*handle)(
 /// The first byte tells how many of the others come over the line.
 std::string TakeLine(Input& input) {
   if (input.second == 0) return "";
-  const std::size_t length = std::min<std::size_t>(2U * input.first[0], input.second - 1);
+  const std::size_t length = std::min(std::size_t{2} * input.first[0], input.second - 1);
   std::string line(reinterpret_cast<const char*>(input.first + 1), length);
   input = {input.first + 1 + length, input.second - 1 - length};
   return line;
 }
 
+std::string Framed(const std::string& text) { return '\x02' + text + '\x03'; }
+
 /// One AK function: its code and channel are given, what follows is not.
-void AK(const std::string& code, Input input) {
-  Serve(
-      "\x02"
-      "4" +
-          code + TakeLine(input) + "\x03",
-      input, &CGateway::HandleAKRequest);
+void AK(const std::string& request, Input input) {
+  const std::string line = Framed("4" + request + TakeLine(input));
+  Serve(line, input, &CGateway::HandleAKRequest);
 }
 
 void Frames(Input input, void (CGateway::*handle)()) {
@@ -73,14 +72,7 @@ void NumberFormat(Input input) {
 const std::map<std::string, std::function<void(Input)>> kTargets = {
     {"ak_frames", [](Input i) { Frames(i, &CGateway::HandleAKRequest); }},
     {"gnp_frames", [](Input i) { Frames(i, &CGateway::HandleGNPRequest); }},
-    {"da",
-     [](Input i) {
-       Serve(
-           "\x02"
-           "DA\x03"
-           "04",
-           i, &CGateway::HandleGNPRequest);
-     }},
+    {"da", [](Input i) { Serve(Framed("DA") + "04", i, &CGateway::HandleGNPRequest); }},
     {"areg", [](Input i) { AK("AREG K0 ", i); }},
     {"ereg", [](Input i) { AK("EREG K0 ", i); }},
     {"lprc", [](Input i) { AK("LPRC K0", i); }},

@@ -48,24 +48,22 @@ std::string Number(double number, const char* unit, int digits = 2) {
 
 std::string Milliseconds(double seconds) { return Number(seconds * 1e3, "ms", 3); }
 
-std::string RequestFor(int number) {
-  return "\x02"
-         "4AREG K0 " +
-         std::to_string(number) + "\x03";
-}
+std::string RequestFor(int number) { return Request("4AREG K0 " + std::to_string(number)); }
 
 /// The position of a register in the list, which is its number for this type of instrument.
 int RegisterNumber(Station& station, const std::string& name) {
-  station.Ask(
-      "\x02"
-      "4LPRC K0\x03",
-      kEnd);
+  station.Ask(Request("4LPRC K0"), kEnd);
   const std::string listing = station.TheLine().ReceiveUntil("\r\n");
   const std::size_t at = ("," + listing).find("," + name + ",");
   if (at == std::string::npos) throw std::runtime_error("no register " + name);
   int number = 1;
   for (std::size_t i = 0; i < at; ++i) number += listing[i] == ',' ? 1 : 0;
   return number;
+}
+
+void Write(Station& station, const std::string& name, const std::string& value) {
+  const std::string number = std::to_string(RegisterNumber(station, name));
+  station.Ask(Request("4EREG K0 " + number + " " + value), kEnd);
 }
 
 double OnInstrumentSide(const std::function<void()>& work) {
@@ -144,24 +142,13 @@ void Requests() {
 
   const std::string number = std::to_string(RegisterNumber(station, "qmxMassConcentration.0"));
   const std::string three = number + "0" + number + "0" + number;
-  station.Ask(
-      "\x02"
-      "4EREG K0 " +
-          std::to_string(RegisterNumber(station, "qmxPRCNumber.0")) + " " + three + "\x03",
-      kEnd);
-  station.Ask(
-      "\x02"
-      "4EREG K0 " +
-          std::to_string(RegisterNumber(station, "qmxRS232Mode.0")) + " 1\x03",
-      kEnd);
+  Write(station, "qmxPRCNumber.0", three);
+  Write(station, "qmxRS232Mode.0", "1");
   std::vector<std::string> gets = {"qmxPRCNumber.0"};
   for (int block = 0; block < 3; ++block) gets.insert(gets.end(), kBlock.begin(), kBlock.end());
   gets.emplace_back("qmxResponseEnd.0");
-  Turnaround("DA, three blocks; 17 gets and an echo", station, bare,
-             "\x02"
-             "DA\x03"
-             "04",
-             "\r\n", gets, 200, "1.10");
+  Turnaround("DA, three blocks; 17 gets and an echo", station, bare, Request("DA") + "04", "\r\n",
+             gets, 200, "1.10");
 }
 
 /// Seconds for LPRC to the end of its first reply, and for a bare walk of the same tree.
@@ -174,14 +161,8 @@ std::pair<double, double> Walks(int registers, int rounds, double* snmpwalk) {
   std::vector<double> program;
   for (int i = 0; i < rounds; ++i) {
     std::string reply;
-    here.push_back(
-        station.Ask("\x02"
-                    "4LPRC K0\x03",
-                    kEnd, &reply));
-    if (reply !=
-        "\x02"
-        "4LPRC 0 " +
-            std::to_string(registers) + kEnd)
+    here.push_back(station.Ask(Request("4LPRC K0"), kEnd, &reply));
+    if (reply != Reply("4LPRC 0 " + std::to_string(registers)))
       throw std::runtime_error(Visible(reply));
     station.TheLine().ReceiveUntil("\r\n");
     floor.push_back(OnInstrumentSide([&] { bare.Walk("cobaltRGX"); }));
@@ -224,18 +205,13 @@ struct Download {
 };
 
 Download Fetch(Station& station, int records) {
-  station.Ask(
-      "\x02"
-      "4EREG K0 17 1999-01-01\x03",
-      kEnd);
+  Write(station, "qmxDatabasePointer.0", "1999-01-01");
   Station::WaitForGateway();
   const double before = CpuSeconds(station.Gateway().Id());
   Download download{};
   const std::string last = "F-2291\r\n";
   download.seconds = Seconds([&] {
-    station.TheLine().Send(
-        "\x02"
-        "4ASTO K0 1000000\x03");
+    station.TheLine().Send(Request("4ASTO K0 1000000"));
     download.bytes = station.TheLine().ReceiveUntil(kEnd, 60000).size();
     for (int i = 0; i < records; ++i)
       download.bytes += station.TheLine().ReceiveUntil("\n", 60000).size();
@@ -247,14 +223,8 @@ Download Fetch(Station& station, int records) {
 
 /// Times that a reader who takes bytes as fast as the wire brings them finds none, in ten seconds.
 int Starved(Station& station) {
-  station.Ask(
-      "\x02"
-      "4EREG K0 17 1999-01-01\x03",
-      kEnd);
-  station.Ask(
-      "\x02"
-      "4ASTO K0 1000000\x03",
-      kEnd);
+  Write(station, "qmxDatabasePointer.0", "1999-01-01");
+  station.Ask(Request("4ASTO K0 1000000"), kEnd);
   int starved = 0;
   for (int tick = 0; tick < 1000; ++tick) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -267,7 +237,6 @@ int Starved(Station& station) {
 void Records(Database& database) {
   FillTable(database, 20000);
   Station station({});
-  RegisterNumber(station, "qmxDatabasePointer.0");
   const Download download = Fetch(station, 20000);
   const double wire = static_cast<double>(download.bytes) * 11 / 9600;
   Row("ASTO, 20,000 records of 10 columns, CPU; the wire's time", Number(download.cpu, "s"),
@@ -307,15 +276,11 @@ void Rest() {
   for (int i = 0; i < 3000; ++i) {
     const char* const kMix[] = {"4LCFG K0",     "4LDHD K0",   "4SF09 K0",
                                 "4AREG K0 999", "4ASTO K0 1", "4LPRC K0"};
-    const std::string request =
-        i % 2 == 0 ? RequestFor(number) : "\x02" + std::string(kMix[i / 2 % 6]) + "\x03";
+    const std::string request = i % 2 == 0 ? RequestFor(number) : Request(kMix[i / 2 % 6]);
     std::string reply;
     station.Ask(request, kEnd, &reply);
     if (request[2] == 'L' && request[3] == 'P') station.TheLine().ReceiveUntil("\r\n");
-    if (reply ==
-        "\x02"
-        "4ASTO 0 1\x03\r\n")
-      station.TheLine().ReceiveUntil("\r\n");
+    if (reply == Reply("4ASTO 0 1")) station.TheLine().ReceiveUntil("\r\n");
   }
   const long memory = ResidentMemory(station.Gateway().Id());
   const long floor = ResidentMemory(getpid());
@@ -384,7 +349,6 @@ void Growth(Database& database) {
   for (const int records : {1000, 10000, 100000}) {
     FillTable(database, records);
     Station station({});
-    RegisterNumber(station, "qmxDatabasePointer.0");
     const Download download = Fetch(station, records);
     std::printf("| %d | %zu | %.2f s | %.3f s | %.1f us |\n", records, download.bytes,
                 download.seconds, download.cpu, download.cpu * 1e6 / records);

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 
 #include "bare.h"
@@ -15,8 +16,9 @@ namespace {
 constexpr char kEnd[] = "\x03\r\n";
 
 void Expect(bool right, const std::string& request, const std::string& reply) {
-  if (!right)
+  if (!right) {
     throw std::runtime_error("wrong reply to " + Visible(request) + ": " + Visible(reply));
+  }
 }
 
 class Soak {
@@ -25,73 +27,49 @@ class Soak {
     database_.Run("CREATE TABLE LogEntry (time_stamp DATETIME, mass INT, INDEX (time_stamp))");
     database_.Run(
         "INSERT INTO LogEntry SELECT '2020-01-01' + INTERVAL seq MINUTE, seq FROM seq_1_to_500");
-    AskAK("LPRC K0", &list_);
+    list_ = Ask(Request("4LPRC K0"));
     std::string listing = station_.TheLine().ReceiveUntil("\r\n");
     listing.resize(listing.size() - 2);
-    for (std::size_t at = 0; at <= listing.size(); at = listing.find(',', at) + 1) {
-      names_.push_back(listing.substr(at, listing.find(',', at) - at));
-      if (listing.find(',', at) == std::string::npos) break;
-    }
+    std::istringstream names(listing);
+    for (std::string name; std::getline(names, name, ',');) names_.push_back(name);
   }
 
   Child& Gateway() { return station_.Gateway(); }
 
   void One(unsigned kind, unsigned choice) {
-    std::string reply;
     switch (kind) {
       case 0:
         Register(choice % names_.size());
         break;
       case 1: {
         const std::string value = std::to_string(static_cast<int>(choice % 100000) - 50000);
-        AskAK("EREG K0 " + Number("qmxAveragingTime.0") + " " + value, &reply);
-        Expect(reply ==
-                   "\x02"
-                   "4EREG 0 " +
-                       Number("qmxAveragingTime.0") + kEnd,
-               "EREG", reply);
+        const std::string number = Number("qmxAveragingTime.0");
+        Exchange(Request("4EREG K0 " + number + " " + value), Reply("4EREG 0 " + number));
         Expect(agent_.Print("qmxAveragingTime.0") == value, "EREG", value);
         break;
       }
       case 2:
-        AskAK("LPRC K0", &reply);
-        Expect(reply == list_, "LPRC", reply);
+        Exchange(Request("4LPRC K0"), list_);
         station_.TheLine().ReceiveUntil("\r\n");
         break;
       case 3:
-        AskAK("LCFG K0", &reply);
-        Expect(reply == std::string("\x02"
-                                    "4LCFG 0 1") +
-                            kEnd,
-               "LCFG", reply);
+        Exchange(Request("4LCFG K0"), Reply("4LCFG 0 1"));
         break;
       case 4:
-        AskAK("LDHD K0", &reply);
-        Expect(reply == std::string("\x02"
-                                    "4LDHD 0 Date,Time,mass") +
-                            kEnd,
-               "LDHD", reply);
+        Exchange(Request("4LDHD K0"), Reply("4LDHD 0 Date,Time,mass"));
         break;
       case 5:
-        Records(1 + choice % 20);
+        Records(std::to_string(1 + choice % 20));
         break;
       case 6: {
-        const std::string mode = choice % 2 == 0 ? "03" : "25";
-        AskAK("SF" + mode + " K0", &reply);
-        Expect(reply ==
-                   "\x02"
-                   "4SF" +
-                       mode + " 0" + kEnd,
-               "SF", reply);
-        Expect(agent_.Print("qmxOperatingMode.0") == (choice % 2 == 0 ? "1" : "0"), "SF", mode);
+        const bool measuring = choice % 2 == 0;
+        const std::string code = measuring ? "03" : "25";
+        Exchange(Request("4SF" + code + " K0"), Reply("4SF" + code + " 0"));
+        Expect(agent_.Print("qmxOperatingMode.0") == (measuring ? "1" : "0"), "SF", code);
         break;
       }
       case 7:
-        AskAK("AREG K0 999", &reply);
-        Expect(reply == std::string("\x02"
-                                    "4AREG 0 SE") +
-                            kEnd,
-               "AREG", reply);
+        Exchange(Request("4AREG K0 999"), Reply("4AREG 0 SE"));
         break;
       default:
         Data();
@@ -99,12 +77,14 @@ class Soak {
   }
 
  private:
-  void AskAK(const std::string& text, std::string* reply) {
-    station_.Ask(
-        "\x02"
-        "4" +
-            text + "\x03",
-        kEnd, reply);
+  std::string Ask(const std::string& request, const std::string& end = kEnd) {
+    std::string reply;
+    station_.Ask(request, end, &reply);
+    return reply;
+  }
+  void Exchange(const std::string& request, const std::string& expected) {
+    const std::string reply = Ask(request);
+    Expect(reply == expected, request, reply);
   }
 
   std::string Number(const std::string& name) const {
@@ -116,9 +96,8 @@ class Soak {
 
   /// A measured value may move between the two readings that it is held against.
   void Register(std::size_t index) {
-    std::string reply;
     const std::string before = agent_.Print(names_[index]);
-    AskAK("AREG K0 " + std::to_string(index + 1), &reply);
+    const std::string reply = Ask(Request("4AREG K0 " + std::to_string(index + 1)));
     const std::string after = agent_.Print(names_[index]);
     const auto holds = [&reply](std::string value) {
       if (!value.empty() && value.front() == '"') value = value.substr(1);
@@ -129,23 +108,13 @@ class Soak {
     Expect(holds(before) || holds(after), "AREG " + names_[index] + " (" + before + ")", reply);
   }
 
-  void Records(unsigned count) {
-    std::string reply;
-    AskAK("SSTO K0 B", &reply);
-    Expect(reply == std::string("\x02"
-                                "4SSTO 0") +
-                        kEnd,
-           "SSTO", reply);
-    AskAK("ASTO K0 " + std::to_string(count), &reply);
-    Expect(reply ==
-               "\x02"
-               "4ASTO 0 " +
-                   std::to_string(count) + kEnd,
-           "ASTO", reply);
+  void Records(const std::string& count) {
+    Exchange(Request("4SSTO K0 B"), Reply("4SSTO 0"));
+    Exchange(Request("4ASTO K0 " + count), Reply("4ASTO 0 " + count));
     for (const std::string& row : database_.Run(
              "SELECT CONCAT(DATE(time_stamp), ',', TIME(time_stamp), ',', mass) FROM LogEntry "
              "ORDER BY time_stamp LIMIT 1, " +
-             std::to_string(count))) {
+             count)) {
       const std::string record = station_.TheLine().ReceiveUntil("\r\n");
       Expect(record == row + "\r\n", "ASTO", record);
     }
@@ -153,30 +122,14 @@ class Soak {
 
   /// A GNP data reply, and back to AK: the frame that is waited for is still a GNP one.
   void Data() {
-    std::string reply;
-    AskAK("EREG K0 " + Number("qmxRS232Mode.0") + " 1", &reply);
-    station_.Ask(
-        "\x02"
-        "DA\x03"
-        "04",
-        "\r\n", &reply);
-    Expect(reply.compare(0, 6,
-                         "\x02"
-                         "MD03 ") == 0 &&
-               reply.size() == 101,
-           "DA", reply);
+    Exchange(Request("4EREG K0 " + Number("qmxRS232Mode.0") + " 1"),
+             Reply("4EREG 0 " + Number("qmxRS232Mode.0")));
+    const std::string reply = Ask(Request("DA") + "04", "\r\n");
+    Expect(reply.compare(0, 6, "\x02MD03 ") == 0 && reply.size() == 101, "DA", reply);
     Station::WaitForGateway();
     Child set({"snmpset", "-v1", "-c", "pelmar", "localhost", "qmxRS232Mode.0", "i", "0"});
     set.Wait();
-    station_.Ask(
-        "\x02"
-        "XY\x03"
-        "00",
-        kEnd, &reply);
-    Expect(reply == std::string("\x02"
-                                "Unknown command.") +
-                        kEnd,
-           "XY", reply);
+    Exchange(Request("XY") + "00", Reply("Unknown command."));
   }
 
   Database database_;

@@ -130,8 +130,8 @@ class Exchange : public testing::TestWithParam<std::string> {
   }
   void Ask(const std::string& rest) {
     const std::size_t arrow = rest.find(" => ");
-    Send("\x02" + rest.substr(0, arrow) + "\x03");
-    if (arrow != std::string::npos) Receive("\x02" + rest.substr(arrow + 4) + "\x03\r\n");
+    Send(Request(rest.substr(0, arrow)));
+    if (arrow != std::string::npos) Receive(Reply(rest.substr(arrow + 4)));
   }
 
   // What it leaves behind

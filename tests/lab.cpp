@@ -204,6 +204,9 @@ std::vector<std::string> Database::Run(const std::string& statement) {
   return rows;
 }
 
+std::string Request(const std::string& text) { return '\x02' + text + '\x03'; }
+std::string Reply(const std::string& text) { return Request(text) + "\r\n"; }
+
 std::string Bytes(const std::string& visible) {
   static const std::map<std::string, char> kNames = {
       {"STX", '\x02'}, {"ETX", '\x03'}, {"CR", '\r'}, {"LF", '\n'}};

@@ -93,6 +93,10 @@ class Database {
   MYSQL* connection_ = nullptr;
 };
 
+/// The frames of an AK request and of a reply: the text between STX and ETX, and CR LF behind it.
+std::string Request(const std::string& text);
+std::string Reply(const std::string& text);
+
 /// Text with <STX>, <ETX>, <CR>, <LF> and <xNN> for the bytes that cannot be seen, and back; <9*x>
 /// stands for xxxxxxxxx.
 std::string Bytes(const std::string& visible);

@@ -52,7 +52,7 @@ class System : public testing::Test {
   }
 
   std::string Ask(const std::string& text, int milliseconds = 10000) {
-    line_->Send("\x02" + text + "\x03");
+    line_->Send(Request(text));
     return line_->ReceiveUntil("\x03\r\n", milliseconds);
   }
 
@@ -94,9 +94,7 @@ TEST_F(System, SetsTheLine) {
 TEST_F(System, SendsTenThousandRecordsToAReaderThatStops) {
   FillTable(10000);
   const std::string expected = ExpectedRecords();
-  EXPECT_EQ(Ask("4ASTO K0 20000"),
-            "\x02"
-            "4ASTO 0 10000\x03\r\n");
+  EXPECT_EQ(Ask("4ASTO K0 20000"), Reply("4ASTO 0 10000"));
   // The reader takes a little, then nothing for a while, in which the daemon is stopped, continued
   // and told that things have happened; then the rest.
   std::string records = line_->Receive(5000);
@@ -109,19 +107,14 @@ TEST_F(System, SendsTenThousandRecordsToAReaderThatStops) {
   EXPECT_TRUE(records == expected);
   EXPECT_TRUE(WaitFor(
       [this] { return agent_->Holds("qmxDatabasePointer.0", 's', "2020-01-01 02:46:40"); }));
-  EXPECT_EQ(Ask("4ASTO K0 5"),
-            "\x02"
-            "4ASTO 0 0\x03\r\n");
+  EXPECT_EQ(Ask("4ASTO K0 5"), Reply("4ASTO 0 0"));
 }
 
 TEST_F(System, OutlivesSignalsWhileItWaits) {
   for (const int signal : {SIGWINCH, SIGCHLD, SIGSTOP, SIGCONT, SIGURG}) {
     gateway_->Signal(signal);
     if (signal != SIGSTOP) {
-      EXPECT_EQ(Ask("4LCFG K0"),
-                "\x02"
-                "4LCFG 0 5\x03\r\n")
-          << signal;
+      EXPECT_EQ(Ask("4LCFG K0"), Reply("4LCFG 0 5")) << signal;
     }
   }
   gateway_->Signal(SIGHUP);
@@ -129,9 +122,7 @@ TEST_F(System, OutlivesSignalsWhileItWaits) {
 }
 
 TEST_F(System, IsIdleOnALineThatIsGone) {
-  ASSERT_EQ(Ask("4LCFG K0"),
-            "\x02"
-            "4LCFG 0 5\x03\r\n");
+  ASSERT_EQ(Ask("4LCFG K0"), Reply("4LCFG 0 5"));
   line_.reset();
   const long before = Ticks(gateway_->Id());
   std::this_thread::sleep_for(std::chrono::seconds(2));
@@ -140,15 +131,11 @@ TEST_F(System, IsIdleOnALineThatIsGone) {
 }
 
 TEST_F(System, FollowsAnAgentThatComesBackWithOtherRegisters) {
-  ASSERT_EQ(Ask("4AREG K0 2"),
-            "\x02"
-            "4AREG 0 2 1\x03\r\n");
+  ASSERT_EQ(Ask("4AREG K0 2"), Reply("4AREG 0 2 1"));
   const std::size_t before = agent_->ModeReads();
   ASSERT_TRUE(WaitFor([&] { return agent_->ModeReads() > before; }));
   agent_.reset();
-  line_->Send(
-      "\x02"
-      "4LCFG K0\x03");
+  line_->Send(Request("4LCFG K0"));
   EXPECT_TRUE(WaitFor(
       [this] {
         return gateway_->Errors().find("Unable to get station number.") != std::string::npos;
@@ -161,19 +148,11 @@ TEST_F(System, FollowsAnAgentThatComesBackWithOtherRegisters) {
   PutInstrument();
   agent_->Remove("qmxInstrumentID.0");
   // The old numbers hold until the list is built anew.
-  EXPECT_EQ(Ask("4AREG K0 2", 30000),
-            "\x02"
-            "4AREG 0 SE\x03\r\n");
-  EXPECT_EQ(Ask("4LPRC K0"),
-            "\x02"
-            "4LPRC 0 133\x03\r\n");
+  EXPECT_EQ(Ask("4AREG K0 2", 30000), Reply("4AREG 0 SE"));
+  EXPECT_EQ(Ask("4LPRC K0"), Reply("4LPRC 0 133"));
   line_->ReceiveUntil("\r\n");
-  EXPECT_EQ(Ask("4AREG K0 2"),
-            "\x02"
-            "4AREG 0 2 1\x03\r\n");
-  EXPECT_EQ(Ask("4AREG K0 3"),
-            "\x02"
-            "4AREG 0 3 0\x03\r\n");
+  EXPECT_EQ(Ask("4AREG K0 2"), Reply("4AREG 0 2 1"));
+  EXPECT_EQ(Ask("4AREG K0 3"), Reply("4AREG 0 3 0"));
 }
 
 TEST_F(System, StandsAStorm) {
@@ -194,7 +173,7 @@ TEST_F(System, StandsAStorm) {
   };
   std::size_t received = 0;
   for (long i = 0; i < frames && gateway_->Running(); ++i) {
-    std::string frame = "\x02" + pick("frame") + "\x03";
+    std::string frame = Request(pick("frame"));
     for (auto mutations = random() % 4; mutations > 0; --mutations) {
       const std::size_t at = random() % frame.size();
       const auto byte = static_cast<char>(random());
@@ -225,10 +204,7 @@ TEST_F(System, StandsAStorm) {
   PutInstrument();
   bool answered = false;
   for (int i = 0; i < 5 && !answered; ++i) {
-    answered = Ask("4LCFG K0", 500)
-                   .find(
-                       "\x02"
-                       "4LCFG 0 5\x03\r\n") != std::string::npos;
+    answered = Ask("4LCFG K0", 500).find(Reply("4LCFG 0 5")) != std::string::npos;
   }
   EXPECT_TRUE(answered) << gateway_->Errors();
   EXPECT_GT(received, 1000U);
