@@ -71,6 +71,9 @@ double OnInstrumentSide(const std::function<void()>& work) {
   return Seconds(work);
 }
 
+/// As long as the gateway waits between two requests.
+void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(50)); }
+
 /// Somebody on another pseudo-terminal who answers the last byte of a request at once.
 class Echo {
  public:
@@ -99,6 +102,7 @@ class Echo {
   Echo& operator=(const Echo&) = delete;
 
   double Ask() const {
+    Pause();
     Station::SendAllButOne(line_, request_);
     return Seconds([&] {
       line_.Send(request_.substr(request_.size() - 1));
@@ -125,7 +129,7 @@ void Turnaround(const char* measure, Station& station, BareSession& bare,
   std::vector<double> floor;
   for (int i = 0; i < rounds; ++i) {
     here.push_back(station.Ask(request, reply.size()));
-    Station::WaitForGateway();
+    Pause();
     const double read = OnInstrumentSide([&] { bare.Get(gets); });
     floor.push_back(read + echo.Ask());
   }
@@ -206,7 +210,7 @@ struct Download {
 
 Download Fetch(Station& station, int records) {
   Write(station, "qmxDatabasePointer.0", "1999-01-01");
-  Station::WaitForGateway();
+  station.WaitForGateway();
   const double before = CpuSeconds(station.Gateway().Id());
   Download download{};
   const std::string last = "F-2291\r\n";
@@ -216,7 +220,7 @@ Download Fetch(Station& station, int records) {
     for (int i = 0; i < records; ++i)
       download.bytes += station.TheLine().ReceiveUntil("\n", 60000).size();
   });
-  Station::WaitForGateway();
+  station.WaitForGateway();
   download.cpu = CpuSeconds(station.Gateway().Id()) - before;
   return download;
 }

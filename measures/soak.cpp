@@ -126,7 +126,7 @@ class Soak {
              Reply("4EREG 0 " + Number("qmxRS232Mode.0")));
     const std::string reply = Ask(Request("DA") + "04", "\r\n");
     Expect(reply.compare(0, 6, "\x02MD03 ") == 0 && reply.size() == 101, "DA", reply);
-    Station::WaitForGateway();
+    station_.WaitForGateway();
     Child set({"snmpset", "-v1", "-c", "pelmar", "localhost", "qmxRS232Mode.0", "i", "0"});
     set.Wait();
     Exchange(Request("XY") + "00", Reply("Unknown command."));

@@ -1,6 +1,7 @@
 #include "station.h"
 
 #include <sched.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -83,17 +84,28 @@ Station::Station(std::vector<std::string> options, std::vector<std::string> thro
   through.insert(through.end(), {Program("qmx-gateway"), line_.Device()});
   gateway_ = std::make_unique<Child>(through);
   if (!line_.Served()) throw std::runtime_error("no gateway: " + gateway_->Errors());
+  for (const auto& entry :
+       std::filesystem::directory_iterator("/proc/" + std::to_string(gateway_->Id()) + "/fd")) {
+    if (std::filesystem::read_symlink(entry) != line_.Device()) continue;
+    std::ostringstream call;
+    call << SYS_read << " 0x" << std::hex << std::stoi(entry.path().filename()) << ' ';
+    reading_ = call.str();
+  }
 }
 
-void Station::WaitForGateway() { std::this_thread::sleep_for(std::chrono::milliseconds(65)); }
+void Station::WaitForGateway() const {
+  const std::string call = "/proc/" + std::to_string(gateway_->Id()) + "/syscall";
+  const auto reads = [&] { return ReadFile(call).compare(0, reading_.size(), reading_) == 0; };
+  if (!WaitFor(reads, 60000)) throw std::runtime_error("the gateway does not read the line");
+}
 
 void Station::SendAllButOne(const Line& line, const std::string& request) {
-  WaitForGateway();
   line.Send(request.substr(0, request.size() - 1));
   std::this_thread::sleep_for(std::chrono::milliseconds(2));
 }
 
 double Station::Ask(const std::string& request, const std::string& end, std::string* reply) {
+  WaitForGateway();
   SendAllButOne(line_, request);
   std::string received;
   const double seconds = Seconds([&] {
@@ -106,6 +118,7 @@ double Station::Ask(const std::string& request, const std::string& end, std::str
 }
 
 double Station::Ask(const std::string& request, std::size_t size) {
+  WaitForGateway();
   SendAllButOne(line_, request);
   return Seconds([&] {
     line_.Send(request.substr(request.size() - 1));

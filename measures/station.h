@@ -35,17 +35,17 @@ class Station {
   /// otherwise) and the gateway, if need be through another program.
   explicit Station(std::vector<std::string> options, std::vector<std::string> through = {});
 
-  /// Waits for the gateway's pause behind a request, and for its read of the mode.
-  static void WaitForGateway();
+  /// Waits until the gateway reads the line: its pause behind a request is over, and the mode read.
+  void WaitForGateway() const;
 
-  /// Waits until the gateway, after its pause, waits for a request; sends it and receives up to
-  /// `end`. Returns the seconds from the last byte sent to the last byte received.
+  /// Waits until the gateway reads the line, sends the request and receives up to `end`. Returns
+  /// the seconds from the last byte sent to the last byte received.
   double Ask(const std::string& request, const std::string& end, std::string* reply = nullptr);
 
   /// The same for a reply of known size, which is received in as few pieces as it comes in.
   double Ask(const std::string& request, std::size_t size);
 
-  /// Sends the request, but for its last byte, when it is waited for.
+  /// Sends the request but for its last byte, and gives the other side time to take it.
   static void SendAllButOne(const Line& line, const std::string& request);
 
   Line& TheLine() { return line_; }
@@ -55,4 +55,5 @@ class Station {
   std::unique_ptr<Child> instrument_;
   Line line_;
   std::unique_ptr<Child> gateway_;
+  std::string reading_;  // how the system call that reads the line is shown in /proc
 };
