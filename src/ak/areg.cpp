@@ -37,7 +37,8 @@ int CGateway::HandleAREG() {
     default:
       text = value.strValue;
   }
-  if (Reply("AREG", " %d %s", requestedPRCNumber, text) != 0) {
+  const bool whole = text != value.oidText || *text != 0;
+  if (!whole || Reply("AREG", " %d %s", requestedPRCNumber, text) != 0) {
     std::perror("Error: The register value is too long for a reply.\n");
     return Refuse("AREG");
   }

@@ -44,7 +44,7 @@ int CGateway::HandleASTO() {
     std::perror("Error: The database pointer is too long.\n");
     return Refuse("ASTO");
   }
-  if (!IsTimeStamp(databasePointer)) {
+  if (!StaysQuoted(databasePointer)) {
     std::perror("Error: select data fails.\n");
     return Refuse("ASTO");
   }
@@ -70,7 +70,7 @@ int CGateway::HandleASTO() {
   returnedRows = static_cast<std::int32_t>(mysql_num_rows(result.get()));
   if (returnedRows == 0) return Reply("ASTO", " 0");
   if (!TimeStampsFit(result.get(), sizeof databasePointer)) {
-    std::perror("Error: No time stamp for the database pointer.\n");
+    std::perror("Error: The time stamp is too long for the database pointer.\n");
     return Refuse("ASTO");
   }
 

@@ -6,6 +6,6 @@
 
 constexpr char kDatabasePointer[] = "qmxDatabasePointer.0";
 
-/// Whether the text may stand between the apostrophes of a statement. One with an apostrophe or a
-/// backslash is no time stamp and would change what the statement means.
-inline bool IsTimeStamp(const char* text) { return std::strpbrk(text, "'\\") == nullptr; }
+/// Whether the text, between the apostrophes of a statement, is all of what they enclose. One with
+/// an apostrophe or a backslash is no time stamp and would change what the statement means.
+inline bool StaysQuoted(const char* text) { return std::strpbrk(text, "'\\") == nullptr; }

@@ -30,7 +30,7 @@ int CGateway::HandleSSTO() {
   }
   // B and E do without the old pointer, and so lead out of one that is of no use.
   const bool pointerFits = CopyText(databasePointer, value.strValue);
-  const bool pointerUsable = pointerFits && IsTimeStamp(databasePointer);
+  const bool pointerUsable = pointerFits && StaysQuoted(databasePointer);
 
   char statement[512];  // has room for every table name and every pointer
   if (*Arguments() == 'B') {
@@ -59,8 +59,12 @@ int CGateway::HandleSSTO() {
   while (const MYSQL_ROW row = mysql_fetch_row(result.get())) {
     if (row[0] != nullptr) timeStamp = row[0];
   }
-  if (timeStamp != nullptr ? !CopyText(databasePointer, timeStamp) : !pointerUsable) {
-    std::perror("Error: No time stamp for the database pointer.\n");
+  if (timeStamp != nullptr && !CopyText(databasePointer, timeStamp)) {
+    std::perror("Error: The time stamp is too long for the database pointer.\n");
+    return Refuse("SSTO");
+  }
+  if (timeStamp == nullptr && !pointerUsable) {
+    std::perror("Error: No record for the database pointer.\n");
     return Refuse("SSTO");
   }
   if (snmp.SetString(kDatabasePointer, databasePointer) != 0) {

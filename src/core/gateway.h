@@ -23,7 +23,7 @@ constexpr int kPRCTextSize = 12;
 class CGateway : private CSerialPort {
  public:
   /// Opens the SNMP session and the serial device (failures end the process, with exit status 2
-  /// and 255), builds the register list, and pauses for 2 s.
+  /// and 255), builds the register list (BuildRegisterList), and pauses for 2 s.
   CGateway();
 
   /// Closes the serial device, then the SNMP session. The database connection stays open.
@@ -43,7 +43,8 @@ class CGateway : private CSerialPort {
   void HandleGNPRequest();
 
   /// Writes a value as "+dddd+ee": its first four significant digits, cut, as an integer without
-  /// trailing zeros, and the power of ten that belongs to it. `text` may be null.
+  /// trailing zeros, and the power of ten that belongs to it; zero, and what is not finite, as
+  /// "+0000+00". `text` has room for 9 bytes, or is null.
   static void FormatMantissaExponent(float number, char* text);
 
  private:
@@ -51,8 +52,8 @@ class CGateway : private CSerialPort {
   void DispatchAKRequest();
 
   // The AK function codes. Each handler sends its own reply and returns 0 after a success reply,
-  // -1 after an error reply or none. HandleLPRC ends the process with exit status 255 when the
-  // register list cannot be opened or read.
+  // -1 after an error reply or none. HandleLPRC can end the process as WriteRegisterList does,
+  // and with exit status 255 when the register list cannot be read.
   int HandleAREG();
   int HandleEREG();
   int HandleSF();
@@ -89,15 +90,18 @@ class CGateway : private CSerialPort {
   /// request that was served.
   void FinishRequest();
 
-  /// The GNP command DA: sends the complete MD frame. Returns 0.
+  /// The GNP command DA: sends the complete MD frame. Returns 0, or -1 with a message when nothing
+  /// could be sent.
   int HandleDA();
 
   /// Appends one 30-byte value block to the `used` bytes of the reply buffer. `registerNumber` is
-  /// the block's three-digit register number, `block` its position from 0.
+  /// the block's three-digit register number, `block` its position from 0. With `noRegister`, or
+  /// when the instrument id cannot be read, the block has the value "+0000+00" and the number 999.
   void AppendDAValue(const char* registerNumber, std::size_t& used, bool noRegister, int block);
 
-  /// Writes the register's value as FormatMantissaExponent does; leaves `number` as it is when
-  /// there is no such register, or, with a message, when it has no value that can be written so.
+  /// Writes the register's value as FormatMantissaExponent does, into 9 bytes; leaves `number` as
+  /// it is when there is no such register, or, with a message, when it has no value that can be
+  /// written so.
   void ReadDANumber(const char* registerNumber, char* number);
 
   /// Appends the bytes that qmxResponseEnd.0 codes as groups of three digits.
@@ -120,11 +124,13 @@ class CGateway : private CSerialPort {
 
   /// Walks the subtrees of the instrument's type into the register list file; for an unknown type
   /// the file stays as it is. Returns 0 with the highest register number in the SNMP client's
-  /// count, or -1 with a message when a walk failed.
+  /// count, or -1 with a message when a walk failed. Ends the process with exit status 1 when a
+  /// subtree is unknown, with 255 when the file cannot be opened.
   int WriteRegisterList(const char* path);
 
   /// Writes the register list and loads it. Returns 0, or -1 with the map unchanged when a walk
-  /// failed. Ends the process with exit status 255 when the file cannot be read.
+  /// failed. Ends the process as WriteRegisterList does, and with exit status 255 when the file
+  /// cannot be read.
   int BuildRegisterList(RegisterMap& map);
 
   /// Connects to the instrument's database: ten attempts, one second apart. Returns 0 when

@@ -62,7 +62,7 @@ int CGateway::HandleDA() {
 
   const std::size_t requested = strnlen(receiveBuffer, sizeof receiveBuffer);
   char checkValue[3] = {kCR};
-  if (requested < 2 || receiveBuffer[requested - 2] != kCR) {
+  if (receiveBuffer[requested - 2] != kCR) {
     WriteCheckValue(replyBuffer, static_cast<int>(used), checkValue);
   }
   AppendText(replyBuffer, used, checkValue);

@@ -14,6 +14,6 @@ int CGateway::GetPRCNumber(char* text) {
   const int width = value.intValue <= 999 ? 1 : value.intValue <= 999999 ? 2 : 3;
   char number[kPRCTextSize];
   FormatText(number, "%.*d", 3 * width, value.intValue);
-  CopyText(text, kPRCTextSize, number);
+  CopyText(text, sizeof number, number);
   return width;
 }

@@ -41,10 +41,12 @@ class CSerialPort {
   /// stored bytes. Returns 0, or -1 with the length 0 when the frame does not fit the buffer.
   int ReceiveGNPFrame(char (&buffer)[kFrameBufferSize], int& length) const;
 
-  /// Sends STX, the text, ETX, CR, LF. Returns 0, or -1 with a message when the text is null.
+  /// Sends STX, the text, ETX, CR, LF. Returns 0, or, behind the STX, -1 with a message when the
+  /// text is null.
   int SendFrame(const char* text) const;
 
-  /// Sends STX, both texts, ETX, CR, LF. Returns 0, or -1 with a message when a text is null.
+  /// Sends STX, both texts, ETX, CR, LF. Returns 0, or -1 with a message when a text is null; what
+  /// stands before it has been sent by then.
   int SendFrame(const char* first, const char* second) const;
 
  protected:

@@ -24,10 +24,9 @@ bool Store(netsnmp_variable_list& binding, SNMPValue& value) {
       break;
     case ASN_OBJECT_ID: {
       char text[sizeof value.oidText];
-      if (snprint_value(text, sizeof text, binding.name, binding.name_length, &binding) < 0) {
-        return false;
-      }
-      CopyText(value.oidText, text);
+      const int length =
+          snprint_value(text, sizeof text, binding.name, binding.name_length, &binding);
+      CopyText(value.oidText, length < 0 ? "" : text);
       value.type = 'o';
       break;
     }

@@ -19,13 +19,13 @@ class CSNMP {
 
   /// Reads one object. `name` is an object name of at most 255 characters and may be the record's
   /// own. Returns 0, or -1 with the record unchanged: the name is unknown, no answer came, the
-  /// agent refused, or it answered without a value or with one that does not fit the record (more
-  /// than 255 bytes, or an identifier whose text is longer).
+  /// agent refused, or it answered without a value or with one of more than 255 bytes.
   int Get(const char* name, SNMPValue& value);
 
   /// The sets write one object, whose name has at most 255 characters, and return 0 when the agent
   /// accepted and, the text excepted, answered with the type that was set (the numbers also with
-  /// the same value); otherwise 1. Floats and doubles that are infinite or no number are set to 0.
+  /// the same value; for SetInteger any integer type will do); otherwise 1. Floats and doubles that
+  /// are infinite or no number are set to 0.
   int SetInteger(const char* name, std::int32_t value);
   int SetString(const char* name, const char* value);
   int SetFloat(const char* name, float value);
@@ -36,9 +36,11 @@ class CSNMP {
   /// to the file, opened with `mode`; objects of module QMX-REGLOG-MIB get none. `count` is
   /// advanced before each line and gives its number. Returns
   ///   0  the subtree, or all that the agent has, was walked and written,
-  ///   1  no answer, an identifier that does not increase, or the file could not be written,
+  ///   1  no answer, one without an object, an identifier that does not increase, or the file could
+  ///      not be written,
   ///   2  the agent refused,
-  ///  -1  an object without a module or a name.
+  ///  -1  an object without a module or a name, or with a name of more than 255 characters.
+  /// The lines that were written before a failure stay in the file.
   /// A subtree that is unknown ends the process with exit status 1, a file that cannot be opened
   /// with 255.
   int Walk(const char* subtree, const char* path, const char* mode);

@@ -11,7 +11,8 @@ struct SNMPValue {
   float floatValue;        ///< 'F': Opaque float
   double doubleValue;      ///< 'D': Opaque double
   std::int32_t intValue;   ///< 'i': INTEGER or Gauge32 (above 2147483647 it reads negative)
-  char oidText[256];       ///< 'o': OBJECT IDENTIFIER as the SNMP library prints a value
+  char oidText[256];       ///< 'o': OBJECT IDENTIFIER as the SNMP library prints a value; empty
+                           ///< when that needs more than 255 characters
   char strValue[256];      ///< 's': bytes of any other value up to its first zero byte, terminated
   unsigned char typeCode;  ///< SNMP type code of the last value read, such as 0x04
 

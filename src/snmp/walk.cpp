@@ -90,22 +90,19 @@ void TakeBinding(const netsnmp_variable_list& binding, SubtreeWalk& walk, std::i
   std::memcpy(walk.current.parts, binding.name, binding.name_length * sizeof(oid));
   walk.current.length = binding.name_length;
 
-  char printed[256];
-  if (snprint_objid(printed, sizeof printed, binding.name, binding.name_length) < 0) {
+  char printed[4096];  // room for every identifier: one that is skipped may be of any length
+  const int length = snprint_objid(printed, sizeof printed, binding.name, binding.name_length);
+  char* rest = nullptr;
+  const char* module = length < 0 ? nullptr : strtok_r(printed, ":", &rest);
+  if (module != nullptr && std::strcmp(module, kSkippedModule) == 0) return;
+  const char* label = module == nullptr ? nullptr : strtok_r(nullptr, ":", &rest);
+  if (label == nullptr) {
+    walk.Stop(-1);
+    return;
+  }
+  if (length > 255) {
     std::fprintf(stderr, "Error: object name is too long: ");
     fprint_objid(stderr, binding.name, binding.name_length);
-    walk.Stop(-1);
-    return;
-  }
-  char* rest = nullptr;
-  const char* module = strtok_r(printed, ":", &rest);
-  if (module == nullptr) {
-    walk.Stop(-1);
-    return;
-  }
-  if (std::strcmp(module, kSkippedModule) == 0) return;
-  const char* label = strtok_r(nullptr, ":", &rest);
-  if (label == nullptr) {
     walk.Stop(-1);
     return;
   }
