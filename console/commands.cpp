@@ -29,7 +29,7 @@ void ReadRegisters(Session& session, const Words& registers) {
   if (refused) throw Failure(*refused);
 }
 
-/// Words that are taken as they stand; an option among them is most likely a mistake.
+/// Words that are taken as they stand; what looks like an option is most likely a mistake.
 std::string Joined(const Words& words, std::size_t from) {
   std::string text;
   for (std::size_t i = from; i < words.size(); ++i) {
@@ -53,22 +53,22 @@ void WriteRegister(Session& session, const Words& words) {
 }
 
 void ListRegisters(Session& session, const std::string& wanted, bool withTotal) {
-  Words names;
-  const AKReply reply = session.logger.ListRegisters(names);
+  session.numbers.Forget();
+  const RegisterListing listing = session.logger.ListRegisters();
+  const std::string highest = std::to_string(listing.highest);
   Words found;
   std::string text;
-  for (const std::string& name : names) {
+  for (const std::string& name : listing.names) {
     if (name.find(wanted) == std::string::npos) continue;
     found.push_back(name);
-    text += name + "\n";
+    text += Visible(name) + "\n";
   }
-  if (withTotal && !reply.refused) {
-    text += std::to_string(found.size()) + " registers, highest number " + reply.fields + "\n";
+  if (withTotal && !listing.reply.refused) {
+    text += std::to_string(found.size()) + " registers, highest number " + highest + "\n";
   }
-  session.report.Show(
-      "LPRC", reply, text,
-      {{"highest", reply.refused ? "0" : reply.fields}, {"names", JsonList(found)}});
-  RequireDone(reply, "LPRC");
+  session.report.Show("LPRC", listing.reply, text,
+                      {{"highest", highest}, {"names", JsonList(found)}});
+  RequireDone(listing.reply, "LPRC");
 }
 
 void ShowRecords(Session& session, long count) {
@@ -76,8 +76,8 @@ void ShowRecords(Session& session, long count) {
   std::vector<Words> rows;
   std::string json;
   for (const std::string& record : records.lines) {
-    rows.push_back(Fields(record));
-    json += (json.empty() ? "" : ",") + JsonList(rows.back());
+    rows.push_back(Fields(Visible(record)));
+    json += (json.empty() ? "" : ",") + JsonList(Fields(record));
   }
   const bool none = rows.empty() && !records.reply.refused;
   session.report.Show("ASTO", records.reply, none ? "no further records\n" : Table(rows),
@@ -93,7 +93,7 @@ void AskPlain(Session& session, const std::string& code, const std::string& argu
               const std::string& what) {
   const AKReply reply = session.logger.Ask(code, arguments);
   const std::string value = reply.refused ? "" : reply.fields;
-  session.report.Show(code, reply, reply.refused ? "" : what + value + "\n",
+  session.report.Show(code, reply, reply.refused ? "" : what + Visible(value) + "\n",
                       {{"value", JsonText(value)}});
   RequireDone(reply, code);
 }
@@ -101,7 +101,7 @@ void AskPlain(Session& session, const std::string& code, const std::string& argu
 void ShowHeader(Session& session) {
   const AKReply reply = session.logger.Header();
   const std::string header = reply.refused ? "" : reply.fields;
-  session.report.Show("LDHD", reply, reply.refused ? "" : header + "\n",
+  session.report.Show("LDHD", reply, reply.refused ? "" : Visible(header) + "\n",
                       {{"fields", JsonList(Fields(header))}});
   RequireDone(reply, "LDHD");
 }
@@ -142,6 +142,7 @@ void AddCommands(CLI::App& parser, const std::function<Session&()>& session) {
   using Run = std::function<void(Session&, const Words&)>;
   const auto add = [&](const std::string& name, const std::string& help, const Run& run) {
     CLI::App* command = parser.add_subcommand(name, help);
+    command->fallthrough();
     command->callback([command, name, session, run] {
       Session& current = session();
       if (current.gnp && name != "da" && name != "raw") {
@@ -158,7 +159,8 @@ void AddCommands(CLI::App& parser, const std::function<Session&()>& session) {
       ->add_option("REGISTER", *registers, "Register number or name")
       ->required();
   // A value may begin with a minus sign, so these words are taken as they stand.
-  add("ereg", "Write a register: ereg REGISTER VALUE", WriteRegister)->allow_extras();
+  const auto takesWords = [](CLI::App* command) { command->allow_extras()->fallthrough(false); };
+  takesWords(add("ereg", "Write a register: ereg REGISTER VALUE", WriteRegister));
   add("lprc", "List the registers, after building the list anew",
       [](Session& s, const Words&) { ListRegisters(s, "", true); });
   const auto wanted = std::make_shared<std::string>();
@@ -173,12 +175,12 @@ void AddCommands(CLI::App& parser, const std::function<Session&()>& session) {
       ->add_option("CODE", *code, "Two digits")
       ->check(Digits(2))
       ->required();
-  add("ssto", "Move the database pointer: ssto B, ssto E or ssto NUMBER",
-      [](Session& s, const Words& words) {
-        if (words.size() != 1) throw Failure(kUsage, "ssto needs B, E or a number of records.");
-        AskPlain(s, "SSTO", words[0], "database pointer moved");
-      })
-      ->allow_extras();
+  takesWords(add("ssto", "Move the database pointer: ssto B, ssto E or ssto NUMBER",
+                 [](Session& s, const Words& words) {
+                   if (words.size() != 1)
+                     throw Failure(kUsage, "ssto needs B, E or a number of records.");
+                   AskPlain(s, "SSTO", words[0], "database pointer moved");
+                 }));
   const auto count = std::make_shared<long>(0);
   add("asto", "The records behind the database pointer: asto NUMBER",
       [count](Session& s, const Words&) { ShowRecords(s, *count); })
@@ -187,8 +189,7 @@ void AddCommands(CLI::App& parser, const std::function<Session&()>& session) {
   add("ldhd", "The names of the record fields", [](Session& s, const Words&) { ShowHeader(s); });
   add("da", "The data reply of the GNP protocol",
       [](Session& s, const Words&) { s.report.Show(s.logger.Data()); });
-  add("raw", "Send a text in a frame and show all that comes back: raw TEXT", AskRaw)
-      ->allow_extras();
+  takesWords(add("raw", "Send a text in a frame and show all that comes back: raw TEXT", AskRaw));
   const auto download = std::make_shared<DownloadOptions>();
   CLI::App* command =
       add("download", "Bring the records into a file, or continue it: download FILE.csv",

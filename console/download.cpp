@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <optional>
 
 #include "failure.h"
 #include "interrupt.h"
@@ -52,7 +54,8 @@ class Pointer {
       // A register that was empty cannot be made empty again.
       Set(before_.empty() ? kBeforeAllRecords : before_);
     } catch (const Failure&) {
-      std::cerr << "The database pointer could not be put back; it was at " << before_ << ".\n";
+      std::cerr << "The database pointer could not be put back; it was at " << Visible(before_)
+                << ".\n";
     }
   }
   Pointer(const Pointer&) = delete;
@@ -112,7 +115,8 @@ bool Resume(const std::string& path, const std::string& header, Position& positi
     const bool wanted =
         whole != 0 || (cut ? header.compare(0, line.size(), line) == 0 : line == header);
     if (!wanted) {
-      throw Failure(kUsage, path + " is not of this download; its first line would be: " + header);
+      throw Failure(kUsage,
+                    path + " is not of this download; its first line would be: " + Visible(header));
     }
     if (cut) break;
     if (whole != 0) position.Take(line);
@@ -151,21 +155,25 @@ class Progress {
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-/// Takes records over from the pointer on until there are no more, or until an interrupt, which
-/// lets the batch at hand be finished. Returns the signal, or 0.
-int TakeRecords(Logger& logger, Pointer& pointer, Position& position, long batch,
-                const std::string& earliest, std::ostream& out) {
-  const Interrupt interrupt(Interrupt::Then::kFinish);
+/// Takes records over from the pointer on until there are no more, or until an interrupt is noted,
+/// which lets the batch at hand be finished.
+void TakeRecords(Logger& logger, Pointer& pointer, Position& position, const std::string& header,
+                 long batch, const std::string& earliest, std::ostream& out) {
   Progress progress;
   for (bool more = true; more && Interrupt::Noted() == 0;) {
     const std::string before = position.Pointer();
     pointer.Set(before);
     Records records = logger.NextRecords(batch);
     RequireDone(records.reply, "ASTO");
-    position.BeginBatch();
     for (std::string& record : records.lines) {
       // A line of the file is a record, whatever its texts hold.
       std::replace(record.begin(), record.end(), '\n', ' ');
+      if (!IsRecord(record, header)) {
+        throw Failure(kBroken, "No record of " + Visible(header) + ": " + Visible(record));
+      }
+    }
+    position.BeginBatch();
+    for (const std::string& record : records.lines) {
       if (TimeStamp(record) < earliest || !position.Take(record)) continue;
       out << record << "\n";
       progress.Add(record);
@@ -176,8 +184,29 @@ int TakeRecords(Logger& logger, Pointer& pointer, Position& position, long batch
     if (more && position.Pointer() == before) batch *= 2;
     progress.Show(position, !more || Interrupt::Noted() != 0);
   }
-  return Interrupt::Noted();
 }
+
+/// Where a download from the pointer began, kept beside its file until it is done: the pointer
+/// itself moves on, and the file tells nothing before it has two time stamps.
+class Beginning {
+ public:
+  Beginning(const std::string& file, std::string pointer)
+      : path_(file + ".begin"), pointer_(std::move(pointer)) {
+    std::ifstream kept(path_);
+    if (std::filesystem::exists(file) && kept) std::getline(kept, pointer_);
+  }
+  const std::string& Pointer() const { return pointer_; }
+  void Keep() const {
+    if (!(std::ofstream(path_) << pointer_ << std::flush)) {
+      throw Failure(kUsage, path_ + " cannot be written.");
+    }
+  }
+  void Done() const { std::filesystem::remove(path_); }
+
+ private:
+  std::string path_;
+  std::string pointer_;
+};
 
 }  // namespace
 
@@ -186,17 +215,23 @@ void Download(Logger& logger, RegisterNumbers& numbers, const DownloadOptions& o
   const bool fromTime = !fromPointer && options.from != "begin";
   const std::time_t from = fromTime ? ParseTime(options.from) : 0;
 
+  // Lives longer than the pointer, which is put back through the line. What nobody reads any more
+  // is an error of writing.
+  const Interrupt interrupt(Interrupt::Then::kFinish);
+  std::signal(SIGPIPE, SIG_IGN);
   const AKReply header = logger.Header();
   RequireDone(header, "LDHD");
   Pointer pointer(logger, numbers);
-  const std::string start = fromTime                                   ? FormatTime(from - 1)
-                            : fromPointer && !pointer.Before().empty() ? pointer.Before()
-                                                                       : kBeforeAllRecords;
+  std::string start = fromTime ? FormatTime(from - 1) : kBeforeAllRecords;
+  if (fromPointer && !pointer.Before().empty()) start = pointer.Before();
   Position position(start);
   std::ofstream file;
   bool begun = false;
+  std::optional<Beginning> beginning;
   if (options.file != "-") {
+    if (fromPointer) position = Position(beginning.emplace(options.file, start).Pointer());
     begun = Resume(options.file, header.fields, position);
+    if (beginning) beginning->Keep();
     file.open(options.file, std::ios::app | std::ios::binary);
     if (!file) throw Failure(kUsage, options.file + " cannot be written.");
   }
@@ -204,11 +239,14 @@ void Download(Logger& logger, RegisterNumbers& numbers, const DownloadOptions& o
   if (!begun) out << header.fields << "\n";
 
   pointer.Verify();
-  const int interrupted =
-      TakeRecords(logger, pointer, position, options.batch, fromTime ? FormatTime(from) : "", out);
+  TakeRecords(logger, pointer, position, header.fields, options.batch,
+              fromTime ? FormatTime(from) : "", out);
   if (fromPointer) pointer.Stay();
-  if (interrupted == 0) return;
-  throw Failure(kInterrupted + interrupted, file.is_open()
-                                                ? "Interrupted; the same command goes on from here."
-                                                : "Interrupted.");
+  if (Interrupt::Noted() == 0) {
+    if (beginning) beginning->Done();
+    return;
+  }
+  throw Failure(
+      kInterrupted + Interrupt::Noted(),
+      file.is_open() ? "Interrupted; the same command goes on from here." : "Interrupted.");
 }

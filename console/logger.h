@@ -33,6 +33,13 @@ struct Records {
   bool pointerMoved = true;        ///< false when the gateway said so behind them
 };
 
+/// What an LPRC request brought.
+struct RegisterListing {
+  AKReply reply;
+  int highest = 0;  ///< highest register number
+  std::vector<std::string> names;
+};
+
 /// Asks one request at a time. Throws Failure, kNoReply or kBroken; a request that the gateway
 /// refuses is returned as such.
 class Logger {
@@ -47,8 +54,7 @@ class Logger {
   AKReply ReadRegister(int number);
   AKReply WriteRegister(int number, const std::string& value);
 
-  /// LPRC; `names` is set to what it lists. The reply's only field is the highest register number.
-  AKReply ListRegisters(std::vector<std::string>& names);
+  RegisterListing ListRegisters();
 
   Records NextRecords(long count);
 
@@ -65,13 +71,19 @@ class Logger {
   SerialLine& Line() { return line_; }
 
  private:
-  char NextByte(const std::string& soFar);
-  std::string ReceiveFrame();
+  void SendAK(const std::string& code, const std::string& arguments);
+  void CatchUp();
+  char NextByte(const std::string& before, const std::string& text);
+  std::string ReceiveFrame();  ///< the text of the next frame
+  std::string ReceiveText();   ///< the same behind its STX
   std::string ReceiveLine(const std::string& what);
+  AKReply TakeReply(const std::string& code, const std::string& text);
+  static int Count(const AKReply& reply);
 
   SerialLine& line_;
   Address address_;
   std::chrono::milliseconds patience_;
+  bool behind_ = false;  // something of the last reply may still be on its way
 };
 
 /// Throws Failure(kRefused) when the request was refused.

@@ -24,7 +24,7 @@ struct MDBlock {
 
 struct MDFrame {
   std::vector<MDBlock> blocks;
-  std::string checkValue;   ///< two digits; empty when the frame had CR in its place
+  std::string checkValue;   ///< two digits
   std::string responseEnd;  ///< bytes behind the check value
 };
 

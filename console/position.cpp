@@ -1,5 +1,10 @@
 #include "position.h"
 
+#include <algorithm>
+#include <regex>
+
+#include "failure.h"
+
 std::string TimeStamp(const std::string& record) {
   const std::size_t date = record.find(',');
   if (date == std::string::npos) return record;
@@ -7,9 +12,23 @@ std::string TimeStamp(const std::string& record) {
   return record.substr(0, date) + " " + record.substr(time, record.find(',', time) - time);
 }
 
+bool IsRecord(const std::string& record, const std::string& header) {
+  static const std::regex kTimeStamp(R"(\d{4}-\d\d-\d\d( (\d\d:\d\d:\d\d(\.\d*)?)?)?)");
+  const auto commas = [](const std::string& text) {
+    return std::count(text.begin(), text.end(), ',');
+  };
+  // A table of time stamps alone is sent without a comma.
+  return std::regex_match(TimeStamp(record), kTimeStamp) &&
+         (commas(record) >= commas(header) || commas(record) == 0);
+}
+
 bool Position::Take(const std::string& record) {
   const std::string timeStamp = TimeStamp(record);
-  if (timeStamp < newest_) return false;
+  if (timeStamp < newest_) {
+    throw Failure(kBroken, "A record of " + timeStamp + " comes after one of " + newest_ +
+                               ": the instrument's clock was set back, or the line changed a byte "
+                               "of one of them.");
+  }
   if (timeStamp == newest_) {
     const auto known = again_.find(record);
     if (known != again_.end()) {

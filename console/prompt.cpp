@@ -1,6 +1,7 @@
 #include "prompt.h"
 
 #include <editline/readline.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -45,13 +46,29 @@ std::string HistoryFile() {
   return home == nullptr ? "" : std::string(home) + "/.qmx_console_history";
 }
 
-/// Reads a line; false at the end of the input.
+/// Called by libedit while it waits for a key. An interrupt ends the line being typed: without its
+/// hook readline returns.
+int WaitForKey() {
+  pollfd keys{0, POLLIN, 0};
+  if (poll(&keys, 1, 100) <= 0 && Interrupt::Noted() != 0) rl_event_hook = nullptr;
+  return 0;
+}
+
+/// Reads a line; false at the end of the input. Throws Failure when the console is to end.
 bool ReadLine(bool terminal, std::string& line) {
   if (!terminal) return static_cast<bool>(std::getline(std::cin, line));
-  // An interrupt ends a command, not the prompt.
-  const auto earlier = std::signal(SIGINT, SIG_IGN);
+  const Interrupt interrupt(Interrupt::Then::kFinish);
+  rl_event_hook = WaitForKey;
   char* typed = readline("qmx> ");
-  std::signal(SIGINT, earlier);
+  if (Interrupt::Noted() != 0) {
+    std::cout << std::endl;
+    if (Interrupt::Noted() != SIGINT) {
+      throw Failure(kInterrupted + Interrupt::Noted(), "Interrupted.");
+    }
+    line.clear();
+    std::free(typed);
+    return true;
+  }
   if (typed == nullptr) return false;
   line = typed;
   if (!line.empty()) add_history(typed);

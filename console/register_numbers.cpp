@@ -4,20 +4,40 @@
 #include <cstdlib>
 
 #include "failure.h"
+#include "registers/walk_plan.h"
 
 namespace {
 
-/// Numbers left out by the one instrument type that leaves some out twice.
-constexpr int kTwinexGaps[] = {31, 29};
+/// The gaps of the instrument type whose numbers leave out so many, in order; empty when there is
+/// none.
+std::vector<int> GapsOf(int leftOut) {
+  for (const WalkPlan& plan : kWalkPlans) {
+    std::vector<int> gaps;
+    int sum = 0;
+    for (const PlannedWalk* walk = plan.walks; walk->subtree != nullptr; ++walk) {
+      if (walk->gap != 0) gaps.push_back(walk->gap);
+      sum += walk->gap;
+    }
+    if (sum == leftOut) return gaps;
+  }
+  return {};
+}
 
 }  // namespace
 
 const std::vector<std::string>& RegisterNumbers::Names() {
   if (!names_.empty()) return names_;
-  const AKReply reply = logger_.ListRegisters(names_);
-  RequireDone(reply, "LPRC");
-  total_ = static_cast<int>(std::strtol(reply.fields.c_str(), nullptr, 10));
+  const RegisterListing listing = logger_.ListRegisters();
+  RequireDone(listing.reply, "LPRC");
+  names_ = listing.names;
+  total_ = listing.highest;
   return names_;
+}
+
+void RegisterNumbers::Forget() {
+  names_.clear();
+  gaps_.clear();
+  gapsKnown_ = false;
 }
 
 int RegisterNumbers::Position(const std::string& name) {
@@ -53,10 +73,8 @@ int RegisterNumbers::Number(const std::string& word) {
 void RegisterNumbers::FindGaps() {
   if (gapsKnown_) return;
   const int leftOut = total_ - static_cast<int>(Names().size());
-  std::vector<int> sizes;
-  if (leftOut != 0) sizes = {leftOut};
-  if (leftOut == kTwinexGaps[0] + kTwinexGaps[1]) sizes.assign(kTwinexGaps, kTwinexGaps + 2);
-  bool certain = Exists(total_);
+  const std::vector<int> sizes = GapsOf(leftOut);
+  bool certain = (leftOut == 0 || !sizes.empty()) && Exists(total_);
   int last = 1;  // a number that a register has
   int passed = 0;
   for (const int size : sizes) {

@@ -14,6 +14,9 @@ class RegisterNumbers {
   /// All names in the order of their numbers, asked for once.
   const std::vector<std::string>& Names();
 
+  /// Forgets what is known: LPRC has given new numbers.
+  void Forget();
+
   /// The number of a register, given as a number or as a name; the ".0" of a name may be left out.
   /// Throws Failure(kUsage) for a name that is unknown or whose number is not certain.
   int Number(const std::string& word);

@@ -123,6 +123,6 @@ void Report::Answer(const std::string& bytes) const {
 
 void Report::ShowRegister(const std::string& name, int number, const AKReply& reply) const {
   const std::string value = reply.refused ? "" : reply.fields;
-  Show("AREG", reply, name + "  " + (reply.refused ? "refused" : value) + "\n",
+  Show("AREG", reply, name + "  " + (reply.refused ? "refused" : Visible(value)) + "\n",
        {{"register", std::to_string(number)}, {"value", JsonText(value)}});
 }

@@ -45,10 +45,21 @@ std::string WhoMayOpen(const std::string& device) {
   const group* members = getgrgid(status.st_gid);
   const std::string groupName =
       members != nullptr ? members->gr_name : "group " + std::to_string(status.st_gid);
+  const std::string whose = " It belongs to " + ownerName + " and group " + groupName;
+  constexpr mode_t kGroupMay = S_IRGRP | S_IWGRP;
+  if (status.st_gid == 0 || (status.st_mode & kGroupMay) != kGroupMay) {
+    return whose + ", which is no group to join for it: give it a group by a udev rule.";
+  }
   const passwd* self = getpwuid(geteuid());
-  return " It belongs to " + ownerName + " and group " + groupName +
-         ". Join the group: sudo adduser " + (self != nullptr ? self->pw_name : "YOU") + " " +
-         groupName + ", then log in again.";
+  return whose + ". Join the group: sudo adduser " + (self != nullptr ? self->pw_name : "YOU") +
+         " " + groupName + ", then log in again.";
+}
+
+bool IsOurTerminal(int descriptor) {
+  struct stat device {};
+  struct stat ours {};
+  fstat(descriptor, &device);
+  return isatty(0) == 1 && fstat(0, &ours) == 0 && ours.st_rdev == device.st_rdev;
 }
 
 std::string WhyNot(const std::string& device, int error) {
@@ -93,6 +104,8 @@ SerialLine::SerialLine(const std::string& device) {
   termios line{};
   if (tcgetattr(descriptor_, &line) != 0) {
     problem = " is no serial device.";
+  } else if (IsOurTerminal(descriptor_)) {
+    problem = " is the terminal of this console.";
   } else if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
     problem = " is in use by another console.";
   } else {

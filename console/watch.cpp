@@ -9,9 +9,11 @@
 #include <ctime>
 #include <deque>
 #include <iostream>
+#include <optional>
 #include <thread>
 
 #include "commands.h"
+#include "failure.h"
 #include "interrupt.h"
 
 namespace {
@@ -98,11 +100,22 @@ void Watch(Session& session, const WatchOptions& options) {
   const Interrupt interrupt(Interrupt::Then::kFinish);
   auto next = std::chrono::steady_clock::now();
   const bool terminal = isatty(1) == 1;
+  std::optional<Failure> failed;
+  bool read = false;
   for (long reading = 1; Interrupt::Noted() == 0; ++reading) {
     for (Course& course : courses) {
-      const AKReply reply = session.logger.ReadRegister(course.number);
-      course.Add(reply.refused ? "refused" : reply.fields);
-      if (session.report.Json()) session.report.ShowRegister(course.name, course.number, reply);
+      try {
+        const AKReply reply = session.logger.ReadRegister(course.number);
+        if (session.report.Json()) session.report.ShowRegister(course.name, course.number, reply);
+        course.Add(reply.refused ? "refused" : Visible(reply.fields));
+        if (reply.refused) failed.emplace(kRefused, "AREG refused.");
+        read = read || !reply.refused;
+      } catch (const Failure& failure) {
+        // What is lost on the line is no reason to end.
+        if (failure.status != kNoReply && failure.status != kBroken) throw;
+        course.Add(failure.status == kNoReply ? "no reply" : "broken reply");
+        failed = failure;
+      }
     }
     if (!session.report.Json()) terminal ? Draw(courses, reading == 1) : PrintLine(courses);
     if (reading == options.count) break;
@@ -111,4 +124,5 @@ void Watch(Session& session, const WatchOptions& options) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
   }
+  if (!read && failed) throw Failure(*failed);
 }

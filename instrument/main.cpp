@@ -53,11 +53,13 @@ int main(int argc, char* argv[]) {
   app.add_option("--diagnostics", settings.diagnostics, "Number of diagnostic registers")
       ->check(CLI::Range(0, 100000))
       ->capture_default_str();
-  app.add_option("--log-interval", interval, "Log a record every so many seconds; 0 logs none")
-      ->check(CLI::Range(0, 86400))
-      ->capture_default_str();
+  CLI::Option* logging =
+      app.add_option("--log-interval", interval, "Log a record every so many seconds; 0 logs none")
+          ->check(CLI::Range(0, 86400))
+          ->capture_default_str();
   app.add_option("--history", history, "Records that an empty data table is filled with first")
       ->check(CLI::Range(0, 1000000))
+      ->needs(logging)
       ->capture_default_str();
   CLI11_PARSE(app, argc, argv);
 

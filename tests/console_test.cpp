@@ -1,12 +1,15 @@
 // The shipped console against the shipped gateway and the simulated instrument.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "lab.h"
 
@@ -114,6 +117,8 @@ TEST_F(Console, AnswersItsCommands) {
       {{"watch", "29", "1", "--count", "2", "--every", "0.1"}, 0, "  29 -5  1 Twinex\n", ""},
       {{"--protocol", "gnp", "lcfg"}, 1, "", "lcfg is an AK command"},
       {{"ereg", "qmxOperatorNote", "late", "--json"}, 1, "", "--json comes too late"},
+      {{"lcfg", "--json"}, 0, "{\"command\":\"LCFG\",\"status\":0,\"value\":\"2\"}\n", ""},
+      {{"ereg", "1", std::string(248, 'x')}, 1, "", "The gateway takes no request of more than"},
       {{"areg", "4294967297"}, 1, "", "There is no register 4294967297"},
       {{"sf", "123"}, 1, "", "CODE: 2 digits are wanted"},
       {{"--json", "areg", "999"},
@@ -154,6 +159,46 @@ TEST_F(Console, ReadsCommandsLineByLine) {
   EXPECT_EQ(ended.errors,
             "There is no command bogus; \"help\" lists them.\nSF99 refused.\n"
             "> <STX>4LCFG K0<ETX>\n< <STX>4LCFG 0 2<ETX><CR><LF>\n");
+}
+
+TEST_F(Console, TakesInterruptsAtItsPrompt) {
+  database_.Run("CREATE TABLE LogEntry (time_stamp DATETIME, note TEXT)");
+  database_.Run(
+      "INSERT INTO LogEntry SELECT '2020-01-01' + INTERVAL seq MINUTE, 'plain' FROM "
+      "seq_1_to_2000");
+  ASSERT_EQ(Ask({"ereg", "17", "2021-01-01"}).status, 0);
+  const Line terminal;
+  Child console({"sh", "-c",
+                 "exec setsid --wait --ctty " + Program("qmx-console") + " " + device_ + " <" +
+                     terminal.Device() + " >" + terminal.Device() + " 2>&1"});
+  const auto shows = [&terminal](const std::string& text) {
+    return terminal.ReceiveUntil(text).size() >= text.size();
+  };
+  // A line that is being typed is forgotten.
+  ASSERT_TRUE(shows("qmx> "));
+  terminal.Send("ereg 29 7");
+  ASSERT_TRUE(shows("29 7"));
+  terminal.Send("\x03");
+  ASSERT_TRUE(shows("qmx> "));
+  terminal.Send("areg 29\r");
+  EXPECT_TRUE(shows("29  300\r\n"));
+  // A download puts the pointer back.
+  const std::string file = LabPath("prompt.csv");
+  ASSERT_TRUE(shows("qmx> "));
+  terminal.Send("download " + file + " --batch 2\r");
+  ASSERT_TRUE(WaitFor([&file] { return ReadFile(file).size() > 100; }));
+  terminal.Send("\x03");
+  EXPECT_TRUE(shows("the same command goes on from here"));
+  ASSERT_TRUE(shows("qmx> "));
+  terminal.Send("areg 17\r");
+  EXPECT_TRUE(shows("17  2021-01-01\r\n"));
+  // The end leaves the terminal as it was.
+  ASSERT_TRUE(shows("qmx> "));
+  console.Signal(SIGTERM);
+  EXPECT_EQ(console.Wait(), 128 + SIGTERM);
+  termios after{};
+  ASSERT_EQ(tcgetattr(terminal.Master(), &after), 0);
+  EXPECT_NE(after.c_lflag & ICANON, 0U);
 }
 
 TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
@@ -225,6 +270,27 @@ TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
   WriteFile(file, "Date,Ti");
   EXPECT_EQ(Ask({"download", file}).status, 0);
   EXPECT_EQ(Records(ReadFile(file)), expected(""));
+
+  // From the pointer, killed before the file tells how far it is.
+  std::filesystem::remove(file);
+  ASSERT_EQ(Ask({"ereg", "17", "2020-01-01 03:00:00"}).status, 0);
+  {
+    Child download({Program("qmx-console"), device_, "download", file, "--from", "pointer",
+                    "--batch", "1000"});
+    ASSERT_TRUE(WaitFor([&file] { return access((file + ".begin").c_str(), F_OK) == 0; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    download.Signal(SIGKILL);
+  }
+  EXPECT_EQ(Ask({"download", file, "--from", "pointer"}).status, 0);
+  EXPECT_EQ(Records(ReadFile(file)), expected("WHERE time_stamp > '2020-01-01 03:00:00'"));
+  EXPECT_NE(access((file + ".begin").c_str(), F_OK), 0);
+
+  // A line that is none of a record: nothing behind it is taken for one.
+  std::filesystem::remove(file);
+  database_.Run("ALTER TABLE LogEntry MODIFY half VARCHAR(20)");
+  database_.Run("UPDATE LogEntry SET half = '1\r\n2' WHERE number = 40");
+  EXPECT_EQ(Ask({"download", file}).status, 5);
+  EXPECT_EQ(ReadFile(file), "Date,Time,number,half\n");
 }
 
 /// Replies that no gateway sends, played by the test itself.
@@ -239,9 +305,15 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
       {{"lcfg"}, "noise", 3, "No reply."},
       {{"lcfg"}, "<STX>4LCFG 0", 5, "The reply breaks off: <STX>4LCFG 0"},
       {{"lcfg"}, "<STX>4LCFG 0 5<ETX><LF><CR><CR><LF>", 5, "The reply does not end in CR LF"},
+      {{"lcfg"}, "<STX>4LCFG x 5<ETX><CR><LF>", 5, "The reply has no status condition"},
       {{"lcfg"}, "<STX>5LCFG 0 5<ETX><CR><LF>", 5, "The reply is no AK reply of station 4"},
       {{"lcfg"}, "<STX>4AREG 0 5<ETX><CR><LF>", 5, "The reply is for another request"},
       {{"areg", "7"}, "<STX>4AREG 0 8 5<ETX><CR><LF>", 5, "The reply is for another register"},
+      {{"areg", "7"}, "<STX>4AREG 0 7 <x1B>[2J<ETX><CR><LF>", 0, "7  <x1B>[2J"},
+      {{"ereg", "7", "5"}, "<STX>4EREG 0 8<ETX><CR><LF>", 5, "The reply is for another register"},
+      {{"lprc"}, "<STX>4LPRC 0 n<ETX><CR><LF>", 5, "The reply has no number"},
+      {{"asto", "2"}, "<STX>4ASTO 0 3<ETX><CR><LF>", 5, "More records than were asked for"},
+      {{"asto", "2"}, "<STX>4ASTO 0 1<ETX><CR><LF>a,b<CR><LF>c", 5, "something else"},
       {{"asto", "2"},
        "<STX>4ASTO 0 2<ETX><CR><LF>a,b,1<CR><LF>a,b",
        5,
@@ -268,6 +340,20 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
         << row.reply << "\n"
         << console.Output() << console.Errors();
   }
+}
+
+TEST(ConsoleLine, TakesNoLateReplyForTheNextOne) {
+  const Line line;
+  Child console({"sh", "-c",
+                 "printf 'areg 7\\nareg 7\\n' | " + Program("qmx-console") + " --timeout 0.3 " +
+                     line.Device()});
+  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4AREG K0 7"));
+  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4???? K0"));
+  line.Send(Reply("4AREG 0 7 late") + Reply("4???? 0 SE"));
+  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4AREG K0 7"));
+  line.Send(Reply("4AREG 0 7 fresh"));
+  EXPECT_EQ(console.Wait(), 3);
+  EXPECT_EQ(console.Output(), "7  fresh\n");
 }
 
 TEST(ConsoleLine, TellsWhatToDoAboutADevice) {
