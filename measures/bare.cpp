@@ -47,8 +47,7 @@ std::string BareSession::Print(const std::string& object) {
   char text[512];
   snprint_value(text, sizeof text, name, length, answer->variables);
   snmp_free_pdu(answer);
-  const char* value = std::strrchr(text, ' ');
-  return value == nullptr ? text : value + 1;
+  return text;
 }
 
 int BareSession::Walk(const std::string& subtree) {

@@ -19,7 +19,7 @@ class BareSession {
   /// Reads each of these objects. Throws std::runtime_error when one cannot be read.
   void Get(const std::vector<std::string>& names);
 
-  /// The value of one object as the library prints it, without its type.
+  /// The value of one object as the library prints it, such as "INTEGER: 5".
   std::string Print(const std::string& name);
 
   /// Walks a subtree with one GETNEXT a step; returns the number of objects.

@@ -4,11 +4,13 @@
 //   tests/laboratory build/release/bin build/release/bin/soak [REQUESTS]
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <random>
 #include <sstream>
 #include <stdexcept>
 
 #include "bare.h"
+#include "gnp/status_codes.h"
 #include "station.h"
 
 namespace {
@@ -28,10 +30,12 @@ class Soak {
     database_.Run(
         "INSERT INTO LogEntry SELECT '2020-01-01' + INTERVAL seq MINUTE, seq FROM seq_1_to_500");
     list_ = Ask(Request("4LPRC K0"));
-    std::string listing = station_.TheLine().ReceiveUntil("\r\n");
-    listing.resize(listing.size() - 2);
-    std::istringstream names(listing);
+    listing_ = station_.TheLine().ReceiveUntil("\r\n");
+    std::istringstream names(listing_.substr(0, listing_.size() - 2));
     for (std::string name; std::getline(names, name, ',');) names_.push_back(name);
+    threeDigits_ = "0" + Number("qmxAveragingTime.0");
+    Ask(Request("4EREG K0 " + Number("qmxPRCNumber.0") + " " + threeDigits_ + threeDigits_ +
+                threeDigits_));
   }
 
   Child& Gateway() { return station_.Gateway(); }
@@ -42,15 +46,15 @@ class Soak {
         Register(choice % names_.size());
         break;
       case 1: {
-        const std::string value = std::to_string(static_cast<int>(choice % 100000) - 50000);
+        const std::string value = std::to_string(static_cast<int>(choice % 20000) - 9999);
         const std::string number = Number("qmxAveragingTime.0");
         Exchange(Request("4EREG K0 " + number + " " + value), Reply("4EREG 0 " + number));
-        Expect(agent_.Print("qmxAveragingTime.0") == value, "EREG", value);
+        Expect(Held("qmxAveragingTime.0") == value, "EREG", value);
         break;
       }
       case 2:
         Exchange(Request("4LPRC K0"), list_);
-        station_.TheLine().ReceiveUntil("\r\n");
+        Expect(station_.TheLine().ReceiveUntil("\r\n") == listing_, "LPRC", "another listing");
         break;
       case 3:
         Exchange(Request("4LCFG K0"), Reply("4LCFG 0 1"));
@@ -65,7 +69,7 @@ class Soak {
         const bool measuring = choice % 2 == 0;
         const std::string code = measuring ? "03" : "25";
         Exchange(Request("4SF" + code + " K0"), Reply("4SF" + code + " 0"));
-        Expect(agent_.Print("qmxOperatingMode.0") == (measuring ? "1" : "0"), "SF", code);
+        Expect(Held("qmxOperatingMode.0") == (measuring ? "1" : "0"), "SF", code);
         break;
       }
       case 7:
@@ -94,18 +98,26 @@ class Soak {
     throw std::runtime_error("no register " + name);
   }
 
+  /// What AREG sends for a value that the library prints so.
+  static std::string Sent(const std::string& printed) {
+    if (printed == "Gauge32: 4294967295") return "-1";
+    for (const char* type : {"INTEGER: ", "Gauge32: ", "Opaque: Float: "}) {
+      if (printed.rfind(type, 0) == 0) return printed.substr(std::strlen(type));
+    }
+    const std::size_t text = printed.rfind("STRING: ", 0) == 0 ? std::strlen("STRING: ") : 0;
+    return printed[text] == '"' ? printed.substr(text + 1, printed.size() - text - 2) : printed;
+  }
+  std::string Held(const std::string& name) { return Sent(agent_.Print(name)); }
+
   /// A measured value may move between the two readings that it is held against.
   void Register(std::size_t index) {
-    const std::string before = agent_.Print(names_[index]);
-    const std::string reply = Ask(Request("4AREG K0 " + std::to_string(index + 1)));
-    const std::string after = agent_.Print(names_[index]);
-    const auto holds = [&reply](std::string value) {
-      if (!value.empty() && value.front() == '"') value = value.substr(1);
-      if (!value.empty() && value.back() == '"') value.pop_back();
-      if (value == "4294967295") value = "-1";
-      return reply.find(value + kEnd) != std::string::npos;
-    };
-    Expect(holds(before) || holds(after), "AREG " + names_[index] + " (" + before + ")", reply);
+    const std::string number = std::to_string(index + 1);
+    const std::string before = Held(names_[index]);
+    const std::string reply = Ask(Request("4AREG K0 " + number));
+    const std::string after = Held(names_[index]);
+    Expect(reply == Reply("4AREG 0 " + number + " " + before) ||
+               reply == Reply("4AREG 0 " + number + " " + after),
+           "AREG " + names_[index] + " (" + before + ")", reply);
   }
 
   void Records(const std::string& count) {
@@ -120,12 +132,29 @@ class Soak {
     }
   }
 
-  /// A GNP data reply, and back to AK: the frame that is waited for is still a GNP one.
+  /// A GNP data reply with one integer in three blocks, and back to AK: the frame that is waited
+  /// for is still a GNP one.
   void Data() {
     Exchange(Request("4EREG K0 " + Number("qmxRS232Mode.0") + " 1"),
              Reply("4EREG 0 " + Number("qmxRS232Mode.0")));
+    int mantissa = std::stoi(Held("qmxAveragingTime.0"));
+    int exponent = 0;
+    for (; mantissa % 10 == 0 && mantissa != 0; ++exponent) mantissa /= 10;
+    const int operating = kOperatingStatusCodes[std::stoi(Held("qmxOperatingMode.0"))];
+    std::string expected = "\x02MD03 ";
+    for (int block = 0; block < 3; ++block) {
+      char text[64];
+      std::snprintf(text, sizeof text, "%03d %+05d+%02d %02X 00 001 %s    ", 1 + block, mantissa,
+                    exponent, static_cast<unsigned>(operating), threeDigits_.c_str());
+      expected += text;
+    }
+    expected += '\x03';
+    unsigned check = 0;
+    for (const char byte : expected) check ^= static_cast<unsigned char>(byte);
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%02X\r\n", check);
     const std::string reply = Ask(Request("DA") + "04", "\r\n");
-    Expect(reply.compare(0, 6, "\x02MD03 ") == 0 && reply.size() == 101, "DA", reply);
+    Expect(reply == expected + digits, "DA", reply);
     station_.WaitForGateway();
     Child set({"snmpset", "-v1", "-c", "pelmar", "localhost", "qmxRS232Mode.0", "i", "0"});
     set.Wait();
@@ -137,6 +166,8 @@ class Soak {
   BareSession agent_;
   std::vector<std::string> names_;
   std::string list_;
+  std::string listing_;
+  std::string threeDigits_;  // number of the register that the data reply has
 };
 
 }  // namespace
