@@ -1,6 +1,5 @@
 #include "md_frame.h"
 
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
@@ -8,25 +7,11 @@
 #include "failure.h"
 #include "gnp/status_codes.h"
 #include "serial_line.h"
+#include "shape.h"
 
 namespace {
 
 constexpr std::size_t kBlockSize = 30;
-
-/// Whether the text has the shape: 0 a decimal digit, F a hexadecimal one, + a sign, x any byte of
-/// printable text, a blank itself.
-bool HasShape(const std::string& text, const char* shape) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const bool fits = shape[i] == '0'   ? std::isdigit(byte) != 0
-                      : shape[i] == 'F' ? std::isxdigit(byte) != 0
-                      : shape[i] == '+' ? byte == '+' || byte == '-'
-                      : shape[i] == 'x' ? std::isprint(byte) != 0
-                                        : text[i] == shape[i];
-    if (!fits) return false;
-  }
-  return true;
-}
 
 MDBlock ParseBlock(const std::string& text) {
   // Component, location and register number are cut texts where the instrument's numbers are odd.

@@ -1,9 +1,9 @@
 #include "position.h"
 
 #include <algorithm>
-#include <regex>
 
 #include "failure.h"
+#include "shape.h"
 
 std::string TimeStamp(const std::string& record) {
   const std::size_t date = record.find(',');
@@ -13,12 +13,16 @@ std::string TimeStamp(const std::string& record) {
 }
 
 bool IsRecord(const std::string& record, const std::string& header) {
-  static const std::regex kTimeStamp(R"(\d{4}-\d\d-\d\d( (\d\d:\d\d:\d\d(\.\d*)?)?)?)");
+  const std::string stamp = TimeStamp(record);
+  const std::string date = stamp.substr(0, 10);
+  const std::string time = stamp.substr(date.size());
+  const bool timed =
+      HasShape(time.substr(0, 9), " 00:00:00") && (time.size() == 9 || time[9] == '.');
   const auto commas = [](const std::string& text) {
     return std::count(text.begin(), text.end(), ',');
   };
   // A table of time stamps alone is sent without a comma.
-  return std::regex_match(TimeStamp(record), kTimeStamp) &&
+  return HasShape(date, "0000-00-00") && (timed || time.empty() || time == " ") &&
          (commas(record) >= commas(header) || commas(record) == 0);
 }
 
