@@ -14,11 +14,10 @@
 
 #include "failure.h"
 #include "interrupt.h"
+#include "pointer.h"
 #include "position.h"
 
 namespace {
-
-constexpr char kPointerName[] = "qmxDatabasePointer.0";
 
 std::string FormatTime(std::time_t moment) {
   std::tm time{};
@@ -40,67 +39,6 @@ std::time_t ParseTime(const std::string& text) {
   }
   return timegm(&time);
 }
-
-/// The register that holds the database pointer. It is put back to where it was, whatever happens,
-/// unless it is to stay where the download has left it.
-class Pointer {
- public:
-  Pointer(Logger& logger, RegisterNumbers& numbers)
-      : logger_(logger), number_(numbers.Position(kPointerName)), before_(Read()) {}
-
-  ~Pointer() {
-    if (stay_) return;
-    try {
-      // A register that was empty cannot be made empty again.
-      Set(before_.empty() ? kBeforeAllRecords : before_);
-    } catch (const Failure&) {
-      std::cerr << "The database pointer could not be put back; it was at " << Visible(before_)
-                << ".\n";
-    }
-  }
-  Pointer(const Pointer&) = delete;
-  Pointer& operator=(const Pointer&) = delete;
-
-  /// Trusts the register's number only if it goes where SSTO and ASTO send the database pointer;
-  /// nothing is written to it by number before that.
-  void Verify() {
-    stay_ = false;
-    RequireDone(logger_.Ask("SSTO", "B"), "SSTO");
-    const Records records = logger_.NextRecords(1);
-    RequireDone(records.reply, "ASTO");
-    // Without a second record the pointer stays on the only one, if there is one.
-    const std::string now = Read();
-    std::tm time{};
-    const bool trusted = records.lines.empty()
-                             ? now.empty() || strptime(now.c_str(), "%Y-%m-%d", &time) != nullptr
-                             : now == TimeStamp(records.lines.back());
-    if (trusted) return;
-    stay_ = true;
-    Doubt();
-  }
-
-  const std::string& Before() const { return before_; }
-  void Set(const std::string& timeStamp) {
-    RequireDone(logger_.WriteRegister(number_, timeStamp), "EREG");
-  }
-  void Stay() { stay_ = true; }
-
- private:
-  std::string Read() {
-    const AKReply reply = number_ == 0 ? AKReply{} : logger_.ReadRegister(number_);
-    if (number_ == 0 || reply.refused) Doubt();
-    return reply.fields;
-  }
-  [[noreturn]] static void Doubt() {
-    throw Failure(kUsage, std::string("No download: the number of register ") + kPointerName +
-                              " is not certain here.");
-  }
-
-  Logger& logger_;
-  int number_;
-  std::string before_;
-  bool stay_ = true;  // nothing has moved it yet
-};
 
 /// Brings a file that was cut off to the end of its last whole line and takes its records over.
 /// Returns false for a file that has no line yet.

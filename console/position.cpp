@@ -8,8 +8,8 @@
 std::string TimeStamp(const std::string& record) {
   const std::size_t date = record.find(',');
   if (date == std::string::npos) return record;
-  const std::size_t time = date + 1;
-  return record.substr(0, date) + " " + record.substr(time, record.find(',', time) - time);
+  const std::string time = record.substr(date + 1, record.find(',', date + 1) - date - 1);
+  return record.substr(0, date) + (time.empty() ? "" : " " + time);
 }
 
 bool IsRecord(const std::string& record, const std::string& header) {
@@ -22,7 +22,7 @@ bool IsRecord(const std::string& record, const std::string& header) {
     return std::count(text.begin(), text.end(), ',');
   };
   // A table of time stamps alone is sent without a comma.
-  return HasShape(date, "0000-00-00") && (timed || time.empty() || time == " ") &&
+  return HasShape(date, "0000-00-00") && (timed || time.empty()) &&
          (commas(record) >= commas(header) || commas(record) == 0);
 }
 
