@@ -99,7 +99,7 @@ AKReply Logger::Ask(const std::string& code, const std::string& arguments) {
   if (behind_) CatchUp();
   SendAK(code, arguments);
   behind_ = true;
-  const AKReply reply = TakeReply(code, ReceiveFrame());
+  AKReply reply = TakeReply(code, ReceiveFrame());
   behind_ = false;
   return reply;
 }
