@@ -169,8 +169,9 @@ TEST_F(Console, TakesInterruptsAtItsPrompt) {
   ASSERT_EQ(Ask({"ereg", "17", "2021-01-01"}).status, 0);
   const Line terminal;
   Child console({"sh", "-c",
-                 "exec setsid --wait --ctty " + Program("qmx-console") + " " + device_ + " <" +
-                     terminal.Device() + " >" + terminal.Device() + " 2>&1"});
+                 "HOME=" + LabPath("") + " exec setsid --wait --ctty " + Program("qmx-console") +
+                     " " + device_ + " <" + terminal.Device() + " >" + terminal.Device() +
+                     " 2>&1"});
   const auto shows = [&terminal](const std::string& text) {
     return terminal.ReceiveUntil(text).size() >= text.size();
   };
