@@ -4,6 +4,8 @@
 //   measures             all measures, in the laboratory
 //   measures NAME...     these alone: requests, listing, records, instructions, start, rest, growth
 //   measures --gets N    only reads four registers N times (what callgrind counts for the floor)
+//   measures --serve DEVICE SIZE OBJECTS REPLY
+//                        reads these objects for each request of this size, and replies so
 #include <fcntl.h>
 #include <signal.h>
 #include <termios.h>
@@ -14,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -71,88 +74,110 @@ double OnInstrumentSide(const std::function<void()>& work) {
   return Seconds(work);
 }
 
-/// As long as the gateway waits between two requests.
-void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(50)); }
+/// The least that can stand in the gateway's place: behind the last byte of each request, the bare
+/// gets, and the reply.
+int ServeBare(const char* device, std::size_t requestSize, const std::string& objects,
+              const std::string& reply) {
+  BareSession bare;
+  std::vector<std::string> gets;
+  std::istringstream names(objects);
+  for (std::string name; names >> name;) gets.push_back(name);
+  const int port = open(device, O_RDWR | O_NOCTTY);
+  termios settings{};
+  tcgetattr(port, &settings);
+  SetLine(settings);
+  tcsetattr(port, TCSANOW, &settings);
+  char byte = 0;
+  std::size_t count = 0;
+  for (ssize_t got = 0; (got = read(port, &byte, 1)) >= 0;) {
+    if (got == 0 || ++count % requestSize != 0) continue;
+    bare.Get(gets);
+    if (write(port, reply.data(), reply.size()) < 0) break;
+  }
+  return 1;
+}
 
-/// Somebody on another pseudo-terminal who answers the last byte of a request at once.
-class Echo {
+/// ServeBare in a process of its own, on another pseudo-terminal.
+class Floor {
  public:
-  Echo(std::string request, std::string reply)
-      : request_(std::move(request)), reply_(std::move(reply)) {
-    const int port = open(line_.Device().c_str(), O_RDWR | O_NOCTTY);
-    termios settings{};
-    tcgetattr(port, &settings);
-    SetLine(settings);
-    settings.c_cc[VMIN] = 1;
-    tcsetattr(port, TCSANOW, &settings);
+  Floor(std::string request, const std::string& reply, const std::vector<std::string>& gets)
+      : request_(std::move(request)), replySize_(reply.size()) {
+    std::string objects;
+    for (const std::string& name : gets) objects += name + " ";
+    std::vector<std::string> command = {Program("measures"),
+                                        "--serve",
+                                        line_.Device(),
+                                        std::to_string(request_.size()),
+                                        objects,
+                                        reply};
     const InstrumentSide side;
-    thread_ = std::thread([this, port] {
-      char byte = 0;
-      for (std::size_t count = 1; read(port, &byte, 1) == 1 && byte != 0; ++count) {
-        if (count % request_.size() == 0 && write(port, reply_.data(), reply_.size()) < 0) break;
-      }
-      close(port);
-    });
+    process_ = std::make_unique<Child>(command);
+    if (!line_.Served()) throw std::runtime_error("no floor: " + process_->Errors());
   }
-  ~Echo() {
-    line_.Send(std::string(1, '\0'));
-    thread_.join();
-  }
-  Echo(const Echo&) = delete;
-  Echo& operator=(const Echo&) = delete;
 
   double Ask() const {
-    Pause();
+    WaitUntilItReads(process_->Id(), line_.Device());
     Station::SendAllButOne(line_, request_);
     return Seconds([&] {
       line_.Send(request_.substr(request_.size() - 1));
-      line_.Receive(reply_.size());
+      line_.Receive(replySize_);
     });
   }
 
  private:
   Line line_;
   std::string request_;
-  std::string reply_;
-  std::thread thread_;
+  std::size_t replySize_;
+  std::unique_ptr<Child> process_;
 };
 
-/// Turnaround of a request beside bare gets of the same objects and an echo of the same bytes, each
-/// round one of each.
-void Turnaround(const char* measure, Station& station, BareSession& bare,
+/// Turnaround of a request beside bare gets of the same objects and an echo of the same bytes,
+/// taken one after the other, and beside one process that does both; each round has one of each.
+void Turnaround(const std::string& name, Station& station, BareSession& bare,
                 const std::string& request, const std::string& end,
-                const std::vector<std::string>& gets, int rounds, const char* aim) {
+                const std::vector<std::string>& gets, int rounds) {
   std::string reply;
   station.Ask(request, end, &reply);
-  const Echo echo(request, reply);
+  const Floor echo(request, reply, {});
+  const Floor both(request, reply, gets);
   std::vector<double> here;
-  std::vector<double> floor;
+  std::vector<double> separate;
+  std::vector<double> together;
   for (int i = 0; i < rounds; ++i) {
+    // Longer than the gateway's pause and its read of the mode: nobody finds the instrument awake
+    // because another has just asked it.
+    const auto rest = [] { std::this_thread::sleep_for(std::chrono::milliseconds(80)); };
+    rest();
     here.push_back(station.Ask(request, reply.size()));
-    Pause();
+    rest();
     const double read = OnInstrumentSide([&] { bare.Get(gets); });
-    floor.push_back(read + echo.Ask());
+    rest();
+    separate.push_back(read + echo.Ask());
+    rest();
+    together.push_back(both.Ask());
   }
-  Row(measure, Milliseconds(Median(here)), Milliseconds(Median(floor)),
-      Median(here) / Median(floor), aim);
+  const auto row = [&](const std::string& floor, const std::vector<double>& times,
+                       const char* aim) {
+    Row((name + "; " + std::to_string(gets.size()) + floor).c_str(), Milliseconds(Median(here)),
+        Milliseconds(Median(times)), Median(here) / Median(times), aim);
+  };
+  row(" gets, and an echo", separate, "1.10");
+  row(" gets and the echo in one process", together, "");
 }
 
 void Requests() {
   Station station({});
   BareSession bare;
   const std::string areg = RequestFor(RegisterNumber(station, "qmxAveragingTime.0"));
-  Turnaround("AREG, turnaround; four gets and an echo", station, bare, areg, kEnd, kAREG, 300,
-             "1.10");
+  Turnaround("AREG, turnaround", station, bare, areg, kEnd, kAREG, 300);
 
   const std::string number = std::to_string(RegisterNumber(station, "qmxMassConcentration.0"));
-  const std::string three = number + "0" + number + "0" + number;
-  Write(station, "qmxPRCNumber.0", three);
+  Write(station, "qmxPRCNumber.0", number + "0" + number + "0" + number);
   Write(station, "qmxRS232Mode.0", "1");
   std::vector<std::string> gets = {"qmxPRCNumber.0"};
   for (int block = 0; block < 3; ++block) gets.insert(gets.end(), kBlock.begin(), kBlock.end());
   gets.emplace_back("qmxResponseEnd.0");
-  Turnaround("DA, three blocks; 17 gets and an echo", station, bare, Request("DA") + "04", "\r\n",
-             gets, 200, "1.10");
+  Turnaround("DA, three blocks", station, bare, Request("DA") + "04", "\r\n", gets, 200);
 }
 
 /// Seconds for LPRC to the end of its first reply, and for a bare walk of the same tree.
@@ -381,6 +406,9 @@ int main(int argc, char* argv[]) {
       BareSession bare;
       for (long i = std::strtol(argv[2], nullptr, 10); i > 0; --i) bare.Get(kAREG);
       return 0;
+    }
+    if (argc == 6 && std::strcmp(argv[1], "--serve") == 0) {
+      return ServeBare(argv[2], std::strtoul(argv[3], nullptr, 10), argv[4], argv[5]);
     }
     Database database;
     FillTable(database, 100);

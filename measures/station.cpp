@@ -74,6 +74,21 @@ void MoveTo(bool last) {
 InstrumentSide::InstrumentSide() { MoveTo(true); }
 InstrumentSide::~InstrumentSide() { MoveTo(false); }
 
+void WaitUntilItReads(pid_t process, const std::string& device) {
+  // "0 0x4 ...": in a read of descriptor 4.
+  const std::string folder = "/proc/" + std::to_string(process);
+  const auto reads = [&] {
+    std::istringstream shown(ReadFile(folder + "/syscall"));
+    long call = -1;
+    int descriptor = -1;
+    if (!(shown >> call >> std::hex >> descriptor) || call != SYS_read) return false;
+    std::error_code gone;
+    return std::filesystem::read_symlink(folder + "/fd/" + std::to_string(descriptor), gone) ==
+           device;
+  };
+  if (!WaitFor(reads, 60000)) throw std::runtime_error("nobody reads " + device);
+}
+
 Station::Station(std::vector<std::string> options, std::vector<std::string> through) {
   const InstrumentSide side;
   options.insert(options.begin(), {Program("qmx-instrument"), "--type", "TwinexVARO"});
@@ -84,19 +99,6 @@ Station::Station(std::vector<std::string> options, std::vector<std::string> thro
   through.insert(through.end(), {Program("qmx-gateway"), line_.Device()});
   gateway_ = std::make_unique<Child>(through);
   if (!line_.Served()) throw std::runtime_error("no gateway: " + gateway_->Errors());
-  for (const auto& entry :
-       std::filesystem::directory_iterator("/proc/" + std::to_string(gateway_->Id()) + "/fd")) {
-    if (std::filesystem::read_symlink(entry) != line_.Device()) continue;
-    std::ostringstream call;
-    call << SYS_read << " 0x" << std::hex << std::stoi(entry.path().filename()) << ' ';
-    reading_ = call.str();
-  }
-}
-
-void Station::WaitForGateway() const {
-  const std::string call = "/proc/" + std::to_string(gateway_->Id()) + "/syscall";
-  const auto reads = [&] { return ReadFile(call).compare(0, reading_.size(), reading_) == 0; };
-  if (!WaitFor(reads, 60000)) throw std::runtime_error("the gateway does not read the line");
 }
 
 void Station::SendAllButOne(const Line& line, const std::string& request) {

@@ -29,6 +29,9 @@ class InstrumentSide {
   InstrumentSide& operator=(const InstrumentSide&) = delete;
 };
 
+/// Waits until the process reads this device. Throws std::runtime_error after a minute.
+void WaitUntilItReads(pid_t process, const std::string& device);
+
 class Station {
  public:
   /// Starts the instrument (type TwinexVARO, whose numbers have no gaps, unless `options` say
@@ -36,7 +39,7 @@ class Station {
   explicit Station(std::vector<std::string> options, std::vector<std::string> through = {});
 
   /// Waits until the gateway reads the line: its pause behind a request is over, and the mode read.
-  void WaitForGateway() const;
+  void WaitForGateway() const { WaitUntilItReads(gateway_->Id(), line_.Device()); }
 
   /// Waits until the gateway reads the line, sends the request and receives up to `end`. Returns
   /// the seconds from the last byte sent to the last byte received.
@@ -55,5 +58,4 @@ class Station {
   std::unique_ptr<Child> instrument_;
   Line line_;
   std::unique_ptr<Child> gateway_;
-  std::string reading_;  // how the system call that reads the line is shown in /proc
 };
