@@ -46,6 +46,7 @@ bool Resume(const std::string& path, const std::string& header, Position& positi
   if (!std::filesystem::exists(path)) return false;
   if (!std::filesystem::is_regular_file(path)) throw Failure(kUsage, path + " is no plain file.");
   std::ifstream file(path, std::ios::binary);
+  if (!file) throw Failure(kUsage, path + " cannot be read.");
   std::string line;
   std::uintmax_t whole = 0;
   while (std::getline(file, line)) {
@@ -60,6 +61,7 @@ bool Resume(const std::string& path, const std::string& header, Position& positi
     if (whole != 0) position.Take(line);
     whole += line.size() + 1;
   }
+  if (file.bad()) throw Failure(kUsage, path + " cannot be read.");
   file.close();
   std::error_code failed;
   std::filesystem::resize_file(path, whole, failed);

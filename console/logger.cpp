@@ -159,8 +159,8 @@ RegisterListing Logger::ListRegisters() {
   RegisterListing listing;
   listing.reply = Ask("LPRC");
   if (listing.reply.refused) return listing;
-  listing.highest = Count(listing.reply);
   behind_ = true;
+  listing.highest = Count(listing.reply);
   std::istringstream names(ReceiveLine("LPRC "));
   behind_ = false;
   for (std::string name; std::getline(names, name, ',');) listing.names.push_back(name);
@@ -179,11 +179,11 @@ Records Logger::NextRecords(long count) {
   Records records;
   records.reply = Ask("ASTO", std::to_string(count));
   if (records.reply.refused) return records;
+  behind_ = true;
   const int announced = Count(records.reply);
   if (announced > count) {
     throw Failure(kBroken, "More records than were asked for: " + std::to_string(announced));
   }
-  behind_ = true;
   while (static_cast<long>(records.lines.size()) < announced) {
     records.lines.push_back(
         ReceiveLine("record " + std::to_string(records.lines.size() + 1) + ": "));

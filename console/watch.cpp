@@ -104,6 +104,7 @@ void Watch(Session& session, const WatchOptions& options) {
   bool read = false;
   for (long reading = 1; Interrupt::Noted() == 0; ++reading) {
     for (Course& course : courses) {
+      if (Interrupt::Noted() != 0) break;
       try {
         const AKReply reply = session.logger.ReadRegister(course.number);
         if (session.report.Json()) session.report.ShowRegister(course.name, course.number, reply);
