@@ -1,24 +1,51 @@
-// The commands of the console, the same on the command line and at the prompt.
+// The commands of the console, the same on the command line and at the prompt: one file for each
+// family of them.
 #pragma once
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <string>
+#include <vector>
 
-#include "logger.h"
-#include "register_numbers.h"
-#include "report.h"
+#include "views/session.h"
 
-/// What all commands work with.
-struct Session {
-  Logger& logger;
-  RegisterNumbers& numbers;
-  const Report& report;
-  bool gnp;  ///< --protocol gnp
+/// A command's words that are no options.
+using Words = std::vector<std::string>;
+
+/// Adds commands to a parser. A command runs while it is parsed; it calls `session` first, which
+/// may open the line, and throws Failure.
+class Commands {
+ public:
+  using Run = std::function<void(Session&, const Words&)>;
+
+  Commands(CLI::App& parser, std::function<Session&()> session)
+      : parser_(parser), session_(std::move(session)) {}
+
+  CLI::App* Add(const std::string& name, const std::string& help, const Run& run) const;
+
+  /// The same for a command whose words are taken as they stand: a value may begin with a minus
+  /// sign.
+  CLI::App* AddWithWords(const std::string& name, const std::string& help, const Run& run) const;
+
+ private:
+  CLI::App& parser_;
+  std::function<Session&()> session_;
 };
+
+void AddRegisterCommands(const Commands& commands);  ///< areg, ereg, lprc, registers, watch
+void AddRecordCommands(const Commands& commands);    ///< ssto, asto, ldhd, download
+void AddControlCommands(const Commands& commands);   ///< lcfg, sf, da, raw
+
+/// All of them.
+void AddCommands(CLI::App& parser, const std::function<Session&()>& session);
 
 /// A check for options that are numbers of so many digits.
 std::function<std::string(const std::string&)> Digits(std::size_t count);
 
-/// Adds the commands to a parser. A command runs while it is parsed; it calls `session` first,
-/// which may open the line, and throws Failure.
-void AddCommands(CLI::App& parser, const std::function<Session&()>& session);
+/// Words that are taken as they stand, from this one on; what looks like an option is most likely a
+/// mistake: throws Failure(kUsage).
+std::string Joined(const Words& words, std::size_t from);
+
+/// A request whose reply has at most one field.
+void AskPlain(Session& session, const std::string& code, const std::string& arguments,
+              const std::string& what);

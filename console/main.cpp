@@ -5,10 +5,10 @@
 #include <optional>
 
 #include "commands.h"
-#include "failure.h"
-#include "logger.h"
+#include "line/failure.h"
+#include "line/serial_line.h"
+#include "logger/logger.h"
 #include "prompt.h"
-#include "serial_line.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 #include <sstream>
 #include <string>
 
-#include "failure.h"
-#include "interrupt.h"
+#include "line/failure.h"
+#include "line/interrupt.h"
 
 namespace {
 

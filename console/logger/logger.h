@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "md_frame.h"
-#include "serial_line.h"
+#include "line/serial_line.h"
+#include "logger/md_frame.h"
 
 /// What the gateway says to a GNP request that it does not know.
 constexpr char kUnknownCommand[] = "Unknown command.";

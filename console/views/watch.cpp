@@ -1,4 +1,4 @@
-#include "watch.h"
+#include "views/watch.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -12,9 +12,10 @@
 #include <optional>
 #include <thread>
 
-#include "commands.h"
-#include "failure.h"
-#include "interrupt.h"
+#include "line/failure.h"
+#include "line/interrupt.h"
+#include "line/visible.h"
+#include "views/session.h"
 
 namespace {
 

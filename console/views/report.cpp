@@ -1,9 +1,11 @@
-#include "report.h"
+#include "views/report.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <sstream>
+
+#include "line/visible.h"
 
 std::string JsonText(const std::string& text) {
   std::string json = "\"";

@@ -1,8 +1,8 @@
-#include "interrupt.h"
+#include "line/interrupt.h"
 
 #include <iterator>
 
-#include "failure.h"
+#include "line/failure.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "serial_line.h"
+#include "line/serial_line.h"
 
 #include <fcntl.h>
 #include <glob.h>
@@ -15,9 +15,9 @@
 #include <cstring>
 #include <iostream>
 
-#include "failure.h"
-#include "interrupt.h"
-#include "serial/control_bytes.h"
+#include "line/failure.h"
+#include "line/interrupt.h"
+#include "line/visible.h"
 #include "serial/line_settings.h"
 
 namespace {
@@ -72,29 +72,6 @@ std::string WhyNot(const std::string& device, int error) {
 }
 
 }  // namespace
-
-std::string Visible(const std::string& bytes) {
-  std::string visible;
-  for (const char byte : bytes) {
-    const auto code = static_cast<unsigned char>(byte);
-    if (byte == kSTX) {
-      visible += "<STX>";
-    } else if (byte == kETX) {
-      visible += "<ETX>";
-    } else if (byte == kCR) {
-      visible += "<CR>";
-    } else if (byte == kLF) {
-      visible += "<LF>";
-    } else if (code < 0x20 || code >= 0x7F) {
-      char text[8];
-      std::snprintf(text, sizeof text, "<x%02X>", code);
-      visible += text;
-    } else {
-      visible += byte;
-    }
-  }
-  return visible;
-}
 
 SerialLine::SerialLine(const std::string& device) {
   // Without O_NONBLOCK a port that waits for a modem would not open.
@@ -174,7 +151,7 @@ bool SerialLine::Receive(char& byte, milliseconds wait) {
   }
   if (trace_) {
     received_ += byte;
-    if (byte == kLF) EndTrace();
+    if (byte == '\n') EndTrace();
   }
   return true;
 }

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "logger.h"
+#include "logger/logger.h"
 
 class RegisterNumbers {
  public:

@@ -1,13 +1,13 @@
-#include "md_frame.h"
+#include "logger/md_frame.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
 
-#include "failure.h"
 #include "gnp/status_codes.h"
-#include "serial_line.h"
-#include "shape.h"
+#include "line/failure.h"
+#include "line/shape.h"
+#include "line/visible.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "download.h"
+#include "records/download.h"
 
 #include <unistd.h>
 
@@ -12,10 +12,11 @@
 #include <iostream>
 #include <optional>
 
-#include "failure.h"
-#include "interrupt.h"
-#include "pointer.h"
-#include "position.h"
+#include "line/failure.h"
+#include "line/interrupt.h"
+#include "line/visible.h"
+#include "records/pointer.h"
+#include "records/position.h"
 
 namespace {
 

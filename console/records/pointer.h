@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "logger.h"
-#include "register_numbers.h"
+#include "logger/logger.h"
+#include "logger/register_numbers.h"
 
 /// The register that holds the database pointer. It is put back to where it was, whatever happens,
 /// unless it is to stay where the download has left it.

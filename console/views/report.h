@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "logger.h"
+#include "logger/logger.h"
 
 /// Text between quotation marks as JSON writes it.
 std::string JsonText(const std::string& text);

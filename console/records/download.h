@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "logger.h"
-#include "register_numbers.h"
+#include "logger/logger.h"
+#include "logger/register_numbers.h"
 
 struct DownloadOptions {
   std::string file;            ///< "-" is standard output

@@ -1,11 +1,12 @@
-#include "pointer.h"
+#include "records/pointer.h"
 
 #include <ctime>
 #include <iostream>
 
 #include "ak/pointer_text.h"
-#include "failure.h"
-#include "position.h"
+#include "line/failure.h"
+#include "line/visible.h"
+#include "records/position.h"
 
 namespace {
 

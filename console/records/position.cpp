@@ -1,9 +1,9 @@
-#include "position.h"
+#include "records/position.h"
 
 #include <algorithm>
 
-#include "failure.h"
-#include "shape.h"
+#include "line/failure.h"
+#include "line/shape.h"
 
 std::string TimeStamp(const std::string& record) {
   const std::size_t date = record.find(',');

@@ -1,9 +1,9 @@
-#include "register_numbers.h"
+#include "logger/register_numbers.h"
 
 #include <algorithm>
 #include <cstdlib>
 
-#include "failure.h"
+#include "line/failure.h"
 #include "registers/walk_plan.h"
 
 namespace {

@@ -4,9 +4,6 @@
 #include <chrono>
 #include <string>
 
-/// Bytes with the control bytes named, such as "<STX>4AREG K0 12<ETX>".
-std::string Visible(const std::string& bytes);
-
 class SerialLine {
  public:
   /// Opens the device with the settings of the gateway (9600 baud, 8N2, raw), for nobody else, and

@@ -1,11 +1,12 @@
-#include "logger.h"
+#include "logger/logger.h"
 
 #include <algorithm>
 #include <charconv>
 #include <sstream>
 
-#include "failure.h"
 #include "gnp/check_value.h"
+#include "line/failure.h"
+#include "line/visible.h"
 #include "serial/control_bytes.h"
 
 namespace {

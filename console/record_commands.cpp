@@ -1,0 +1,64 @@
+#include <memory>
+
+#include "commands.h"
+#include "line/failure.h"
+#include "line/visible.h"
+#include "records/download.h"
+
+namespace {
+
+void ShowRecords(Session& session, long count) {
+  const Records records = session.logger.NextRecords(count);
+  std::vector<Words> rows;
+  std::string json;
+  for (const std::string& record : records.lines) {
+    rows.push_back(Fields(Visible(record)));
+    json += (json.empty() ? "" : ",") + JsonList(Fields(record));
+  }
+  const bool none = rows.empty() && !records.reply.refused;
+  session.report.Show("ASTO", records.reply, none ? "no further records\n" : Table(rows),
+                      {{"records", "[" + json + "]"}});
+  RequireDone(records.reply, "ASTO");
+  if (!records.pointerMoved) {
+    throw Failure(kRefused, "The records came, but the database pointer could not be moved.");
+  }
+}
+
+void ShowHeader(Session& session) {
+  const AKReply reply = session.logger.Header();
+  const std::string header = reply.refused ? "" : reply.fields;
+  session.report.Show("LDHD", reply, reply.refused ? "" : Visible(header) + "\n",
+                      {{"fields", JsonList(Fields(header))}});
+  RequireDone(reply, "LDHD");
+}
+
+void MovePointer(Session& session, const Words& words) {
+  if (words.size() != 1) throw Failure(kUsage, "ssto needs B, E or a number of records.");
+  AskPlain(session, "SSTO", words[0], "database pointer moved");
+}
+
+}  // namespace
+
+void AddRecordCommands(const Commands& commands) {
+  commands.AddWithWords("ssto", "Move the database pointer: ssto B, ssto E or ssto NUMBER",
+                        MovePointer);
+  const auto count = std::make_shared<long>(0);
+  commands
+      .Add("asto", "The records behind the database pointer: asto NUMBER",
+           [count](Session& s, const Words&) { ShowRecords(s, *count); })
+      ->add_option("NUMBER", *count, "How many records at most")
+      ->required();
+  commands.Add("ldhd", "The names of the record fields",
+               [](Session& s, const Words&) { ShowHeader(s); });
+  const auto download = std::make_shared<DownloadOptions>();
+  CLI::App* command = commands.Add(
+      "download", "Bring the records into a file, or continue it: download FILE.csv",
+      [download](Session& s, const Words&) { Download(s.logger, s.numbers, *download); });
+  command->add_option("FILE", download->file, "File of comma-separated values; - prints them")
+      ->required();
+  command->add_option("--from", download->from, "begin, pointer, or a time stamp")
+      ->capture_default_str();
+  command->add_option("--batch", download->batch, "Records asked for at a time")
+      ->check(CLI::Range(2L, 1000000L))
+      ->capture_default_str();
+}

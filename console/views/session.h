@@ -1,0 +1,13 @@
+// What all commands work with.
+#pragma once
+
+#include "logger/logger.h"
+#include "logger/register_numbers.h"
+#include "views/report.h"
+
+struct Session {
+  Logger& logger;
+  RegisterNumbers& numbers;
+  const Report& report;
+  bool gnp;  ///< --protocol gnp
+};

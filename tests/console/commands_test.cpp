@@ -1,0 +1,108 @@
+#include <cstring>
+
+#include "fixture.h"
+
+namespace {
+
+TEST_F(Console, AnswersItsCommands) {
+  database_.Run("CREATE TABLE LogEntry (time_stamp DATETIME, mass INT, note TEXT)");
+  database_.Run(
+      "INSERT INTO LogEntry VALUES ('2020-01-01 00:00:00', 1, 'first'), "
+      "('2020-01-01 00:05:00', 2, NULL), ('2020-01-01 00:10:00', 3, '\"q\"')");
+  const struct {
+    std::vector<std::string> words;
+    int status;
+    const char* output;
+    const char* errors;
+  } kTable[] = {
+      {{"lcfg"}, 0, "instrument type 2\n", ""},
+      {{"--json", "lcfg"}, 0, "{\"command\":\"LCFG\",\"status\":0,\"value\":\"2\"}\n", ""},
+      {{"registers", "--grep", "KORVB"},
+       0,
+       "qmxKORVBFrequency.0\nqmxKORVBTemperature.0\nqmxKORVBState.0\n",
+       ""},
+      // Behind both gaps of the numbering, by name and by number.
+      {{"areg", "qmxKORVBState", "qmxDiagnosticValue.40"},
+       0,
+       "qmxKORVBState  2\nqmxDiagnosticValue.40  40\n",
+       ""},
+      {{"areg", "139"}, 0, "139  40\n", ""},
+      {{"ereg", "qmxAveragingTime", "-5"}, 0, "qmxAveragingTime is set\n", ""},
+      {{"--json", "areg", "qmxAveragingTime"},
+       0,
+       "{\"command\":\"AREG\",\"status\":0,\"register\":29,\"value\":\"-5\"}\n",
+       ""},
+      {{"ereg", "qmxOperatorNote", "two words"}, 0, "qmxOperatorNote is set\n", ""},
+      {{"areg", "qmxOperatorNote", "999", "1"},
+       4,
+       "qmxOperatorNote  two words\n999  refused\n1  Twinex\n",
+       "AREG refused: there is no register 999"},
+      {{"areg", "qmxNothing"}, 1, "", "There is no register qmxNothing"},
+      {{"ldhd"}, 0, "Date,Time,mass,note\n", ""},
+      {{"ssto", "B"}, 0, "database pointer moved\n", ""},
+      {{"--json", "asto", "5"},
+       0,
+       "{\"command\":\"ASTO\",\"status\":0,\"records\":[[\"2020-01-01\",\"00:05:00\",\"2\",\"\"],"
+       "[\"2020-01-01\",\"00:10:00\",\"3\",\"\\\"q\\\"\"]]}\n",
+       ""},
+      {{"asto", "5"}, 0, "no further records\n", ""},
+      {{"ssto", "-9"}, 0, "database pointer moved\n", ""},
+      {{"asto", "1"}, 0, "2020-01-01  00:05:00  2\n", ""},
+      {{"sf", "03"}, 0, "SF03 done\n", ""},
+      {{"sf", "99"}, 4, "", "SF99 refused."},
+      {{"--channel", "V9", "lcfg"}, 4, "", "LCFG refused: unknown, or another channel."},
+      {{"--station", "5", "--timeout", "0.3", "lcfg"}, 3, "", "No reply. Check the protocol"},
+      {{"raw", "4LCFG", "K0"}, 0, "<STX>4LCFG 0 2<ETX><CR><LF>\n", ""},
+      {{"raw", "4XXXX K0"}, 4, "<STX>4???? 0 SE<ETX><CR><LF>\n", "Refused."},
+      {{"--trace", "lcfg"},
+       0,
+       "instrument type 2\n",
+       "> <STX>4LCFG K0<ETX>\n< <STX>4LCFG 0 2<ETX><CR><LF>\n"},
+      {{"watch", "29", "1", "--count", "2", "--every", "0.1"}, 0, "  29 -5  1 Twinex\n", ""},
+      {{"--protocol", "gnp", "lcfg"}, 1, "", "lcfg is an AK command"},
+      {{"ereg", "qmxOperatorNote", "late", "--json"}, 1, "", "--json comes too late"},
+      {{"lcfg", "--json"}, 0, "{\"command\":\"LCFG\",\"status\":0,\"value\":\"2\"}\n", ""},
+      {{"ereg", "1", std::string(248, 'x')}, 1, "", "The gateway takes no request of more than"},
+      {{"areg", "4294967297"}, 1, "", "There is no register 4294967297"},
+      {{"sf", "123"}, 1, "", "CODE: 2 digits are wanted"},
+      {{"--json", "areg", "999"},
+       4,
+       "{\"command\":\"AREG\",\"status\":0,\"register\":999,\"value\":\"\",\"refused\":true}\n",
+       "AREG refused"},
+      {{"frobnicate"}, 1, "", "The following argument was not expected: frobnicate"},
+      {{"ereg", "qmxRS232Mode", "1"}, 0, "qmxRS232Mode is set\n", ""},
+      {{"da"}, 0, "check value", ""},
+      {{"--json", "--id", "001", "da"}, 0, "\"operating\":\"mode 1\",\"errors\":[]", ""},
+      {{"--id", "002", "--timeout", "0.3", "da"}, 3, "", "No reply. Check the protocol"},
+      {{"--protocol", "gnp", "raw", "XY"}, 4, "<STX>Unknown command.<ETX><CR><LF>\n", "Refused."},
+  };
+  for (const auto& row : kTable) {
+    const Ended ended = Ask(row.words);
+    std::string words;
+    for (const std::string& word : row.words) words += word + " ";
+    EXPECT_EQ(ended.status, row.status) << words << ended.errors;
+    const bool whole = std::string(row.output).empty() || *row.output == '{';
+    if (whole) {
+      EXPECT_EQ(ended.output, row.output) << words;
+    } else {
+      EXPECT_NE(ended.output.find(row.output), std::string::npos) << words << ended.output;
+    }
+    const std::size_t compared = *row.errors == 0 ? std::string::npos : std::strlen(row.errors);
+    EXPECT_EQ(ended.errors.substr(0, compared), row.errors) << words;
+  }
+}
+
+TEST_F(Console, ReadsCommandsLineByLine) {
+  const Ended ended = RunToEnd(
+      {"sh", "-c",
+       "printf 'lcfg\nareg --help\nbogus\n\nsf 99\ntrace on\nhelp\nlcfg\nquit\nlcfg\n' | " +
+           Program("qmx-console") + " " + device_});
+  EXPECT_EQ(ended.status, 4);
+  EXPECT_EQ(ended.output.compare(0, 23, "instrument type 2\nRead "), 0) << ended.output;
+  EXPECT_NE(ended.output.find("\nquit "), std::string::npos) << ended.output;
+  EXPECT_EQ(ended.errors,
+            "There is no command bogus; \"help\" lists them.\nSF99 refused.\n"
+            "> <STX>4LCFG K0<ETX>\n< <STX>4LCFG 0 2<ETX><CR><LF>\n");
+}
+
+}  // namespace

@@ -1,0 +1,121 @@
+#include <signal.h>
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "fixture.h"
+
+namespace {
+
+/// The records of a download, put into one order: records of one time stamp come in any.
+std::vector<std::string> Records(const std::string& file) {
+  std::istringstream lines(file);
+  std::vector<std::string> records;
+  std::string latest;
+  std::string line;
+  std::getline(lines, line);
+  EXPECT_EQ(line, "Date,Time,number,half");
+  while (std::getline(lines, line)) {
+    EXPECT_LE(latest, line.substr(0, 19));
+    latest = line.substr(0, 19);
+    records.push_back(line);
+  }
+  std::sort(records.begin(), records.end());
+  return records;
+}
+
+TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
+  // Groups of one time stamp, one of them larger than a batch.
+  database_.Run(
+      "CREATE TABLE LogEntry (time_stamp DATETIME, number INT, half FLOAT, INDEX (time_stamp))");
+  database_.Run(
+      "INSERT INTO LogEntry SELECT '2020-01-01 00:00:00' + INTERVAL seq DIV 7 MINUTE, seq, "
+      "IF(seq % 5 = 0, NULL, seq / 2) FROM seq_1_to_3000");
+  database_.Run("INSERT INTO LogEntry SELECT '2020-01-01 03:00:01', 5, 0.5 FROM seq_1_to_100");
+
+  const std::string pointer = "2020-01-01 01:00:00";
+  ASSERT_EQ(Ask({"ereg", "17", pointer}).status, 0);
+
+  // Interrupted, it finishes its batch and puts the pointer back; killed, it can do neither.
+  const std::string file = LabPath("records.csv");
+  const auto size = [&file] { return ReadFile(file).size(); };
+  for (const int signal : {SIGINT, SIGTERM, SIGKILL, SIGKILL}) {
+    const std::size_t before = size();
+    Child download({Program("qmx-console"), device_, "download", file, "--batch", "30"});
+    ASSERT_TRUE(WaitFor([&] { return size() > before + 3000; })) << download.Errors();
+    download.Signal(signal);
+    EXPECT_EQ(download.Wait(), 128 + signal) << download.Errors();
+    if (signal == SIGKILL) {
+      std::ofstream(file, std::ios::app) << "2020-01-01,00:";
+    } else {
+      EXPECT_EQ(Ask({"areg", "17"}).output, "17  " + pointer + "\n");
+    }
+  }
+  ASSERT_EQ(Ask({"ereg", "17", pointer}).status, 0);
+  const Ended last = Ask({"download", file, "--batch", "30"});
+  EXPECT_EQ(last.status, 0) << last.errors;
+  EXPECT_NE(last.errors.find("records, "), std::string::npos) << last.errors;
+
+  const auto expected = [this](const std::string& condition) {
+    return database_.Run(
+        "SELECT CONCAT(DATE(time_stamp), ',', TIME(time_stamp), ',', number, ',', "
+        "IFNULL(half, '')) FROM LogEntry " +
+        condition + " ORDER BY 1");
+  };
+  EXPECT_EQ(Records(ReadFile(file)), expected(""));
+  EXPECT_EQ(Ask({"areg", "17"}).output, "17  " + pointer + "\n");
+
+  // Nothing new; then one more record, of the newest time stamp.
+  EXPECT_EQ(Ask({"download", file}).status, 0);
+  database_.Run("INSERT INTO LogEntry SELECT MAX(time_stamp), 9999, 1 FROM LogEntry");
+  EXPECT_EQ(Ask({"download", file}).status, 0);
+  EXPECT_EQ(Records(ReadFile(file)), expected(""));
+
+  // From elsewhere, and to standard output.
+  EXPECT_EQ(Records(Ask({"download", "-", "--from", "2020-01-01 07:00"}).output),
+            expected("WHERE time_stamp >= '2020-01-01 07:00'"));
+  EXPECT_EQ(Records(Ask({"download", "-", "--from", "pointer"}).output),
+            expected("WHERE time_stamp > '2020-01-01 01:00:00'"));
+  EXPECT_EQ(Records(Ask({"download", "-", "--from", "2020-1-1 7:00"}).output),
+            expected("WHERE time_stamp >= '2020-01-01 07:00'"));
+  EXPECT_EQ(Ask({"download", "-", "--from", "yesterday"}).status, 1);
+  EXPECT_EQ(Ask({"download", "-", "--from", "2020-01-01 07:00:00rubbish"}).status, 1);
+
+  // Files that are not of this download stay as they are, and so does the pointer.
+  for (const char* text : {"Date,Time,other\n", "a note", "Date,Time,number,half,more\n"}) {
+    WriteFile(file, text);
+    ASSERT_EQ(Ask({"ereg", "17", pointer}).status, 0);
+    EXPECT_EQ(Ask({"download", file}).status, 1);
+    EXPECT_EQ(ReadFile(file), text);
+    EXPECT_EQ(Ask({"areg", "17"}).output, "17  " + pointer + "\n");
+  }
+  EXPECT_EQ(Ask({"download", LabPath("")}).status, 1);
+  WriteFile(file, "Date,Ti");
+  EXPECT_EQ(Ask({"download", file}).status, 0);
+  EXPECT_EQ(Records(ReadFile(file)), expected(""));
+
+  // From the pointer, killed before the file tells how far it is.
+  std::filesystem::remove(file);
+  ASSERT_EQ(Ask({"ereg", "17", "2020-01-01 03:00:00"}).status, 0);
+  {
+    Child download({Program("qmx-console"), device_, "download", file, "--from", "pointer",
+                    "--batch", "1000"});
+    ASSERT_TRUE(WaitFor([&file] { return access((file + ".begin").c_str(), F_OK) == 0; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    download.Signal(SIGKILL);
+  }
+  EXPECT_EQ(Ask({"download", file, "--from", "pointer"}).status, 0);
+  EXPECT_EQ(Records(ReadFile(file)), expected("WHERE time_stamp > '2020-01-01 03:00:00'"));
+  EXPECT_NE(access((file + ".begin").c_str(), F_OK), 0);
+
+  // A line that is none of a record: nothing behind it is taken for one.
+  std::filesystem::remove(file);
+  database_.Run("ALTER TABLE LogEntry MODIFY half VARCHAR(20)");
+  database_.Run("UPDATE LogEntry SET half = '1\r\n2' WHERE number = 40");
+  EXPECT_EQ(Ask({"download", file}).status, 5);
+  EXPECT_EQ(ReadFile(file), "Date,Time,number,half\n");
+}
+
+}  // namespace

@@ -1,0 +1,82 @@
+#include "fixture.h"
+
+namespace {
+
+/// Replies that no gateway sends, played by the test itself.
+TEST(ConsoleLine, TellsNoiseFromReplies) {
+  const struct {
+    std::vector<std::string> words;
+    const char* reply;
+    int status;
+    const char* told;
+  } kTable[] = {
+      {{"lcfg"}, "x<x00><ETX>~<STX>4LCFG 0 5<ETX><CR><LF>", 0, "instrument type 5"},
+      {{"lcfg"}, "noise", 3, "No reply."},
+      {{"lcfg"}, "<STX>4LCFG 0", 5, "The reply breaks off: <STX>4LCFG 0"},
+      {{"lcfg"}, "<STX>4LCFG 0 5<ETX><LF><CR><CR><LF>", 5, "The reply does not end in CR LF"},
+      {{"lcfg"}, "<STX>4LCFG x 5<ETX><CR><LF>", 5, "The reply has no status condition"},
+      {{"lcfg"}, "<STX>5LCFG 0 5<ETX><CR><LF>", 5, "The reply is no AK reply of station 4"},
+      {{"lcfg"}, "<STX>4AREG 0 5<ETX><CR><LF>", 5, "The reply is for another request"},
+      {{"areg", "7"}, "<STX>4AREG 0 8 5<ETX><CR><LF>", 5, "The reply is for another register"},
+      {{"areg", "7"}, "<STX>4AREG 0 7 <x1B>[2J<ETX><CR><LF>", 0, "7  <x1B>[2J"},
+      {{"ereg", "7", "5"}, "<STX>4EREG 0 8<ETX><CR><LF>", 5, "The reply is for another register"},
+      {{"lprc"}, "<STX>4LPRC 0 n<ETX><CR><LF>", 5, "The reply has no number"},
+      {{"asto", "2"}, "<STX>4ASTO 0 3<ETX><CR><LF>", 5, "More records than were asked for"},
+      {{"asto", "2"}, "<STX>4ASTO 0 1<ETX><CR><LF>a,b<CR><LF>c", 5, "something else"},
+      {{"asto", "2"},
+       "<STX>4ASTO 0 2<ETX><CR><LF>a,b,1<CR><LF>a,b",
+       5,
+       "The reply breaks off: record 2: a,b"},
+      {{"asto", "1"},
+       "<STX>4ASTO 0 1<ETX><CR><LF>a,b,1<CR><LF><STX>4ASTO 0 SE<ETX><CR><LF>",
+       4,
+       "could not be moved"},
+      {{"da"}, "<STX>MD01 001 +1234-02 04 00 001 012    <ETX>3E", 0, "register 012  12.34"},
+      {{"da"}, "<STX>MD01 001 +1234-02 04 00 001 012    <ETX>3F", 5, "it should be 3E"},
+      {{"da"}, "<STX>MD01 001 +abcd-02 04 00 001 012    <ETX>3E", 5, "No value block"},
+      {{"da"}, "<STX>MD02 001 +1234-02 04 00 001 012    <ETX>3D", 5, "No MD frame"},
+      {{"da"}, "<STX>MD01 001+01234-02 04 00 001 012    <ETX>35", 5, "No value block"},
+  };
+  for (const auto& row : kTable) {
+    const Line line;
+    std::vector<std::string> command = {Program("qmx-console"), line.Device(), "--timeout", "0.3"};
+    command.insert(command.end(), row.words.begin(), row.words.end());
+    Child console(command);
+    EXPECT_FALSE(line.ReceiveUntil("\x03").empty());
+    line.Send(Bytes(row.reply));
+    EXPECT_EQ(console.Wait(), row.status) << row.reply;
+    EXPECT_NE((console.Output() + console.Errors()).find(row.told), std::string::npos)
+        << row.reply << "\n"
+        << console.Output() << console.Errors();
+  }
+}
+
+TEST(ConsoleLine, TakesNoLateReplyForTheNextOne) {
+  const Line line;
+  Child console({"sh", "-c",
+                 "printf 'areg 7\\nareg 7\\n' | " + Program("qmx-console") + " --timeout 0.3 " +
+                     line.Device()});
+  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4AREG K0 7"));
+  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4???? K0"));
+  line.Send(Reply("4AREG 0 7 late") + Reply("4???? 0 SE"));
+  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4AREG K0 7"));
+  line.Send(Reply("4AREG 0 7 fresh"));
+  EXPECT_EQ(console.Wait(), 3);
+  EXPECT_EQ(console.Output(), "7  fresh\n");
+}
+
+TEST(ConsoleLine, TellsWhatToDoAboutADevice) {
+  const auto errors = [](const std::string& device) {
+    const Ended ended = RunToEnd({Program("qmx-console"), device, "lcfg"});
+    EXPECT_EQ(ended.status, 2);
+    return ended.errors;
+  };
+  EXPECT_NE(errors("/dev/ttyNone").find("Serial devices here:"), std::string::npos);
+  EXPECT_NE(errors("/dev/null").find("is no serial device"), std::string::npos);
+  const Line line;
+  const Child user({Program("qmx-console"), line.Device(), "--timeout", "30", "lcfg"});
+  EXPECT_FALSE(line.ReceiveUntil("\x03").empty());
+  EXPECT_NE(errors(line.Device()).find("in use by another console"), std::string::npos);
+}
+
+}  // namespace
