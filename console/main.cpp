@@ -6,7 +6,7 @@
 
 #include "commands.h"
 #include "line/failure.h"
-#include "line/serial_line.h"
+#include "line/line.h"
 #include "logger/logger.h"
 #include "prompt.h"
 
@@ -20,12 +20,15 @@ struct Options {
   std::string protocol = "ak";
   double timeout = 10;
   bool trace = false;
+  std::string record;
   bool json = false;
 };
 
 void AddOptions(CLI::App& app, Options& options) {
   app.set_version_flag("--version", QMX_VERSION);
-  app.add_option("DEVICE", options.device, "Serial device, such as /dev/ttyUSB0")->required();
+  app.add_option("DEVICE", options.device,
+                 "Serial device, such as /dev/ttyUSB0, or tcp://HOST:PORT")
+      ->required();
   app.add_option("--station", options.station, "AK station, one character")
       ->check([](const std::string& text) { return text.size() == 1 ? "" : "one character"; })
       ->capture_default_str();
@@ -41,6 +44,7 @@ void AddOptions(CLI::App& app, Options& options) {
       ->check(CLI::Range(0.1, 3600.0))
       ->capture_default_str();
   app.add_flag("--trace", options.trace, "Show every byte both ways on standard error");
+  app.add_option("--record", options.record, "Write every byte both ways into this file");
   app.add_flag("--json", options.json, "Print one JSON object for each reply");
 }
 
@@ -48,18 +52,23 @@ void AddOptions(CLI::App& app, Options& options) {
 class Workplace {
  public:
   explicit Workplace(const Options& options)
-      : line_(options.device),
-        logger_(line_, {options.station[0], options.channel, options.id},
+      : line_(Opened(options)),
+        logger_(*line_, {options.station[0], options.channel, options.id},
                 std::chrono::milliseconds(static_cast<long>(options.timeout * 1000))),
         numbers_(logger_),
         report_(options.json),
-        session_{logger_, numbers_, report_, options.protocol == "gnp"} {
-    line_.SetTrace(options.trace);
-  }
+        session_{*line_, logger_, numbers_, report_, options.protocol == "gnp"} {}
   Session& GetSession() { return session_; }
 
  private:
-  SerialLine line_;
+  static std::unique_ptr<Line> Opened(const Options& options) {
+    auto transcript = std::make_shared<Transcript>();
+    transcript->SetTrace(options.trace);
+    if (!options.record.empty()) transcript->Record(options.record, options.device);
+    return OpenLine(options.device, transcript);
+  }
+
+  std::unique_ptr<Line> line_;
   Logger logger_;
   RegisterNumbers numbers_;
   Report report_;
@@ -86,6 +95,7 @@ int main(int argc, char* argv[]) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kUsage;
   } catch (const Failure& failure) {
+    if (workplace) workplace->GetSession().line.GetTranscript().EndLine();
     std::cerr << failure.what() << std::endl;
     return failure.status;
   } catch (const std::exception& failure) {

@@ -92,7 +92,7 @@ bool Run(const std::string& line, Session& session, int& status) {
   });
   std::string trace = "on";
   parser.add_subcommand("trace", "Show every byte both ways: trace on, trace off")
-      ->callback([&] { session.logger.Line().SetTrace(trace == "on"); })
+      ->callback([&] { session.line.GetTranscript().SetTrace(trace == "on"); })
       ->add_option("on|off", trace)
       ->check(CLI::IsMember({"on", "off"}))
       ->required();
@@ -121,6 +121,7 @@ bool Run(const std::string& line, Session& session, int& status) {
     std::cerr << error.what() << "; \"" << command << " --help\" tells more." << std::endl;
     status = kUsage;
   } catch (const Failure& failure) {
+    session.line.GetTranscript().EndLine();
     std::cerr << failure.what() << std::endl;
     status = failure.status;
   } catch (const std::exception& failure) {

@@ -10,20 +10,13 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 
 #include "line/failure.h"
-#include "line/interrupt.h"
-#include "line/visible.h"
 #include "serial/line_settings.h"
 
 namespace {
-
-using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
 
 std::string SerialDevices() {
   std::string names;
@@ -73,90 +66,47 @@ std::string WhyNot(const std::string& device, int error) {
 
 }  // namespace
 
-SerialLine::SerialLine(const std::string& device) {
+SerialLine::SerialLine(std::string device, std::shared_ptr<Transcript> transcript)
+    : Line(std::move(transcript)), device_(std::move(device)) {
+  SerialLine::Open();
+}
+
+bool SerialLine::Open() {
+  if (port_.IsOpen()) return false;
   // Without O_NONBLOCK a port that waits for a modem would not open.
-  descriptor_ = open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor_ < 0) throw Failure(kNoDevice, WhyNot(device, errno));
+  Descriptor port(open(device_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (!port.IsOpen()) throw Failure(kNoDevice, WhyNot(device_, errno));
   std::string problem;
   termios line{};
-  if (tcgetattr(descriptor_, &line) != 0) {
+  if (tcgetattr(port.Number(), &line) != 0) {
     problem = " is no serial device.";
-  } else if (IsOurTerminal(descriptor_)) {
+  } else if (IsOurTerminal(port.Number())) {
     problem = " is the terminal of this console.";
-  } else if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+  } else if (flock(port.Number(), LOCK_EX | LOCK_NB) != 0) {
     problem = " is in use by another console.";
   } else {
     SetLine(line);
-    if (tcsetattr(descriptor_, TCSANOW, &line) != 0) problem = " does not take 9600 baud, 8N2.";
+    if (tcsetattr(port.Number(), TCSANOW, &line) != 0) problem = " does not take 9600 baud, 8N2.";
   }
-  if (!problem.empty()) {
-    close(descriptor_);
-    throw Failure(kNoDevice, device + problem);
-  }
-  Discard(milliseconds(100), std::chrono::minutes(1));
-}
-
-SerialLine::~SerialLine() {
-  EndTrace();
-  close(descriptor_);
-}
-
-void SerialLine::Discard(milliseconds quiet, milliseconds limit) {
-  tcflush(descriptor_, TCIFLUSH);
-  const auto end = Clock::now() + limit;
-  // The rest of a reply that nobody waited for may still be on its way.
-  char byte = 0;
-  while (Receive(byte, quiet)) {
-    if (Clock::now() < end) continue;
-    throw Failure(kBroken,
-                  "The line does not fall silent: another program talks to the gateway, or "
-                  "its speed is not 9600 baud.");
-  }
-  EndTrace();
-}
-
-void SerialLine::Send(const std::string& bytes) {
-  Discard(milliseconds(0), std::chrono::seconds(10));
-  if (trace_) std::cerr << "> " << Visible(bytes) << std::endl;
-  std::size_t sent = 0;
-  while (sent < bytes.size()) {
-    const ssize_t count = write(descriptor_, bytes.data() + sent, bytes.size() - sent);
-    if (count > 0) {
-      sent += static_cast<std::size_t>(count);
-    } else if (count < 0 && errno == EAGAIN) {
-      pollfd room{descriptor_, POLLOUT, 0};
-      poll(&room, 1, 100);
-    } else if (errno != EINTR) {
-      throw Failure(kNoDevice, std::string("The serial device is gone: ") + std::strerror(errno));
-    }
-  }
-}
-
-bool SerialLine::Receive(char& byte, milliseconds wait) {
-  const auto end = Clock::now() + wait;
-  pollfd ready{descriptor_, POLLIN, 0};
-  while (true) {
-    const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
-    const int events = poll(&ready, 1, std::max(0, static_cast<int>(left.count())));
-    Interrupt::Check();
-    if (events > 0) break;
-    if (events == 0) return false;
-    if (errno != EINTR) throw Failure(kNoDevice, "The serial device is gone.");
-  }
-  if (read(descriptor_, &byte, 1) != 1) {
-    if ((ready.revents & (POLLHUP | POLLERR)) != 0) {
-      throw Failure(kNoDevice, "The serial device is gone.");
-    }
-    return false;
-  }
-  if (trace_) {
-    received_ += byte;
-    if (byte == '\n') EndTrace();
-  }
+  if (!problem.empty()) throw Failure(kNoDevice, device_ + problem);
+  port_ = std::move(port);
   return true;
 }
 
-void SerialLine::EndTrace() {
-  if (!received_.empty()) std::cerr << "< " << Visible(received_) << std::endl;
-  received_.clear();
+void SerialLine::Lost(int error) {
+  port_.Close();
+  throw Failure(kNoDevice, "The serial device is gone: " + std::string(std::strerror(error)) + ".");
+}
+
+void SerialLine::Write(const std::string& bytes) {
+  const int error = port_.Write(bytes);
+  if (error != 0) Lost(error);
+}
+
+bool SerialLine::Read(char& byte, std::chrono::milliseconds wait) {
+  Open();
+  const short events = port_.Wait(POLLIN, wait);
+  if (events == 0 || read(port_.Number(), &byte, 1) == 1) return events != 0;
+  if ((events & (POLLHUP | POLLERR | POLLNVAL)) != 0) Lost(EIO);
+  return false;
 }

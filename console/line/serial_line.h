@@ -1,37 +1,22 @@
-// The data logger's end of the serial line.
+// A serial device of this machine.
 #pragma once
 
-#include <chrono>
-#include <string>
+#include "line/descriptor.h"
+#include "line/line.h"
 
-class SerialLine {
+class SerialLine : public Line {
  public:
-  /// Opens the device with the settings of the gateway (9600 baud, 8N2, raw), for nobody else, and
-  /// waits until nothing more of an earlier reply comes. Throws Failure(kNoDevice), which tells
-  /// what to do about it, or Failure(kBroken) when the line does not fall silent.
-  explicit SerialLine(const std::string& device);
-  ~SerialLine();
-  SerialLine(const SerialLine&) = delete;
-  SerialLine& operator=(const SerialLine&) = delete;
+  /// Opens the device with the settings of the gateway (9600 baud, 8N2, raw), for nobody else.
+  SerialLine(std::string device, std::shared_ptr<Transcript> transcript);
 
-  /// Discards what has come so far and sends the bytes.
-  void Send(const std::string& bytes);
-
-  /// Waits for one byte. Returns whether one came in time; an interrupt does not end the wait,
-  /// unless it is to abort the command (interrupt.h).
-  bool Receive(char& byte, std::chrono::milliseconds wait);
-
-  /// With a trace every byte is shown on standard error, those sent behind ">", those received
-  /// behind "<".
-  void SetTrace(bool on) { trace_ = on; }
-
-  /// Ends the traced line of what has been received so far.
-  void EndTrace();
+ protected:
+  bool Open() override;
+  void Write(const std::string& bytes) override;
+  bool Read(char& byte, std::chrono::milliseconds wait) override;
 
  private:
-  void Discard(std::chrono::milliseconds quiet, std::chrono::milliseconds limit);
+  [[noreturn]] void Lost(int error);
 
-  int descriptor_ = -1;
-  bool trace_ = false;
-  std::string received_;  // bytes of the traced line
+  std::string device_;
+  Descriptor port_;
 };

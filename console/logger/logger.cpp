@@ -46,7 +46,6 @@ bool ReadWhole(const std::string& text, int& number) {
 char Logger::NextByte(const std::string& before, const std::string& text) {
   char byte = 0;
   if (line_.Receive(byte, patience_)) return byte;
-  line_.EndTrace();
   if (before.empty() && text.empty()) throw Failure(kNoReply, kNoReplyAdvice);
   throw Failure(kBroken, "The reply breaks off: " + Visible(before + text));
 }
@@ -224,7 +223,7 @@ MDFrame Logger::Data() {
   for (char byte = 0; frame.responseEnd.size() < 3 && line_.Receive(byte, kAftermath);) {
     frame.responseEnd += byte;
   }
-  line_.EndTrace();
+  line_.GetTranscript().EndLine();
   return frame;
 }
 
@@ -237,6 +236,5 @@ std::string Logger::Raw(const std::string& text, bool gnp) {
     answer += byte;
   }
   behind_ = false;
-  line_.EndTrace();
   return answer;
 }

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "line/serial_line.h"
+#include "line/line.h"
 #include "logger/md_frame.h"
 
 /// What the gateway says to a GNP request that it does not know.
@@ -44,7 +44,7 @@ struct RegisterListing {
 /// refuses is returned as such.
 class Logger {
  public:
-  Logger(SerialLine& line, Address address, std::chrono::milliseconds patience)
+  Logger(Line& line, Address address, std::chrono::milliseconds patience)
       : line_(line), address_(std::move(address)), patience_(patience) {}
 
   /// An AK request with any function code.
@@ -68,8 +68,6 @@ class Logger {
   /// that comes back until the line falls silent.
   std::string Raw(const std::string& text, bool gnp);
 
-  SerialLine& Line() { return line_; }
-
  private:
   void SendAK(const std::string& code, const std::string& arguments);
   void CatchUp();
@@ -80,7 +78,7 @@ class Logger {
   AKReply TakeReply(const std::string& code, const std::string& text);
   static int Count(const AKReply& reply);
 
-  SerialLine& line_;
+  Line& line_;
   Address address_;
   std::chrono::milliseconds patience_;
   bool behind_ = false;  // something of the last reply may still be on its way

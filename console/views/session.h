@@ -6,6 +6,7 @@
 #include "views/report.h"
 
 struct Session {
+  Line& line;
   Logger& logger;
   RegisterNumbers& numbers;
   const Report& report;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,14 @@ inline Ended RunToEnd(const std::vector<std::string>& command) {
   Child child(command);
   const int status = child.Wait(60000);
   return {status, child.Output(), child.Errors()};
+}
+
+/// A trace or a recording with TIME and START in place of its times.
+inline std::string Timeless(const std::string& text) {
+  static const std::regex kTime(
+      "(\\d{4}-\\d\\d-\\d\\dT)?\\d\\d:\\d\\d:\\d\\d[.]\\d{3}(\\d{3}[+-]\\d{4})?(?= [<>] )");
+  static const std::regex kStart("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d[+-]\\d{4}");
+  return std::regex_replace(std::regex_replace(text, kTime, "TIME"), kStart, "START");
 }
 
 class Console : public testing::Test {

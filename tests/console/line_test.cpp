@@ -1,3 +1,6 @@
+#include <chrono>
+#include <thread>
+
 #include "fixture.h"
 
 namespace {
@@ -63,6 +66,39 @@ TEST(ConsoleLine, TakesNoLateReplyForTheNextOne) {
   line.Send(Reply("4AREG 0 7 fresh"));
   EXPECT_EQ(console.Wait(), 3);
   EXPECT_EQ(console.Output(), "7  fresh\n");
+}
+
+TEST(ConsoleLine, RecordsWhatPasses) {
+  const std::string file = LabPath("recording.txt");
+  const auto record = [&](const std::string& earlier) {
+    const Line line;
+    WriteFile(file, earlier);
+    Child console({Program("qmx-console"), "--record", file, line.Device(), "areg", "7"});
+    EXPECT_FALSE(line.ReceiveUntil("\x03").empty());
+    line.Send(Bytes("~<LF><STX>4AREG 0 7 <x3C><x80>"));
+    // Written as it passes, in lines that end with a pause, too.
+    const auto shows = [&](const char* text) {
+      return WaitFor([&] { return ReadFile(file).find(text) != std::string::npos; });
+    };
+    EXPECT_TRUE(shows("<x80>"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    line.Send("\x03\r\n");
+    EXPECT_EQ(console.Wait(), 0);
+    EXPECT_NE(ReadFile(file).find(", " + line.Device() + "\n"), std::string::npos);
+    const std::string lines = Timeless(ReadFile(file));
+    return std::regex_replace(lines, std::regex("/dev/pts/[0-9]+"), "DEVICE");
+  };
+  const std::string recorded =
+      "# qmx-console recording 1, START, DEVICE\n"
+      "TIME > <STX>4AREG K0 7<ETX>\nTIME < ~<LF>\n"
+      "TIME < <STX>4AREG 0 7 <x3C><x80>\nTIME < <ETX><CR><LF>\n";
+  EXPECT_EQ(record(""), recorded);
+  const std::string cut = "# qmx-console recording 1, then\n2026";
+  EXPECT_EQ(record(cut), cut + "\n" + recorded);
+  WriteFile(file, "Date,Time\n");
+  const Ended refused = RunToEnd({Program("qmx-console"), "--record", file, "/dev/null", "lcfg"});
+  EXPECT_EQ(refused.errors, file + " is no recording: name another file.\n");
+  EXPECT_EQ(ReadFile(file), "Date,Time\n");
 }
 
 TEST(ConsoleLine, TellsWhatToDoAboutADevice) {

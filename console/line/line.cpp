@@ -1,0 +1,49 @@
+#include "line/line.h"
+
+#include "line/failure.h"
+#include "line/serial_line.h"
+#include "line/tcp_line.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+}  // namespace
+
+void Line::Discard(milliseconds quiet, milliseconds limit) {
+  const auto end = Clock::now() + limit;
+  char byte = 0;
+  while (Receive(byte, quiet)) {
+    if (Clock::now() < end) continue;
+    throw Failure(kBroken,
+                  "The line does not fall silent: another program talks to the gateway, or "
+                  "its speed is not 9600 baud.");
+  }
+}
+
+void Line::Send(const std::string& bytes) {
+  if (Open()) settled_ = false;
+  // The rest of a reply that nobody waited for may still be on its way.
+  if (!settled_) Discard(milliseconds(100), std::chrono::minutes(1));
+  settled_ = true;
+  Discard(milliseconds(0), std::chrono::seconds(10));
+  transcript_->Add(Direction::kToGateway, bytes);
+  Write(bytes);
+}
+
+bool Line::Receive(char& byte, milliseconds wait) {
+  if (Read(byte, wait)) {
+    transcript_->Add(Direction::kToLogger, std::string(1, byte));
+    return true;
+  }
+  if (wait >= Transcript::kPause) transcript_->EndLine();
+  return false;
+}
+
+std::unique_ptr<Line> OpenLine(const std::string& name, std::shared_ptr<Transcript> transcript) {
+  if (name.rfind(TcpLine::kPrefix, 0) == 0) {
+    return std::make_unique<TcpLine>(name, std::move(transcript));
+  }
+  return std::make_unique<SerialLine>(name, std::move(transcript));
+}
