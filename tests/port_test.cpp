@@ -1,0 +1,143 @@
+// Who has a port is found out, and a port is had by one.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "port/lock.h"
+
+namespace {
+
+/// A pseudo-terminal, and a second name of it.
+class Port : public testing::Test {
+ protected:
+  Port() {
+    char name[64];
+    int slave = -1;
+    EXPECT_EQ(openpty(&master_, &slave, name, nullptr, nullptr), 0);
+    close(slave);
+    device_ = name;
+    other_ = "/tmp/qmx-port-" + std::to_string(getpid());
+    std::filesystem::create_symlink(device_, other_);
+    file_ =
+        kLockFolder + std::string(kLockPrefix) + std::filesystem::path(device_).filename().string();
+  }
+  ~Port() override {
+    close(master_);
+    std::filesystem::remove(other_);
+    std::filesystem::remove(file_);
+  }
+
+  std::string device_, other_, file_;
+  int master_ = -1;
+};
+
+/// A process that does something and then sleeps.
+class Neighbour {
+ public:
+  explicit Neighbour(const std::function<void()>& first) {
+    int ready[2];
+    EXPECT_EQ(pipe(ready), 0);
+    id_ = fork();
+    if (id_ == 0) {
+      for (int descriptor = 3; descriptor < 64; ++descriptor) {
+        if (descriptor != ready[1]) close(descriptor);
+      }
+      first();
+      EXPECT_EQ(write(ready[1], "", 1), 1);
+      while (true) pause();
+    }
+    close(ready[1]);
+    char byte;
+    EXPECT_GE(read(ready[0], &byte, 1), 0);
+    close(ready[0]);
+  }
+  ~Neighbour() { End(); }
+  void End() {
+    if (id_ < 0) return;
+    kill(id_, SIGKILL);
+    Wait();
+  }
+  int Wait() {
+    int status = -1;
+    waitpid(id_, &status, 0);
+    id_ = -1;
+    return WEXITSTATUS(status);
+  }
+  pid_t Id() const { return id_; }
+
+ private:
+  pid_t id_;
+};
+
+TEST_F(Port, IsFoundWithItsOwner) {
+  const struct {
+    How how;
+    std::function<void()> does;
+  } kWays[] = {
+      {How::kOpen, [this] { open(device_.c_str(), O_RDWR | O_NOCTTY); }},
+      {How::kLock, [this] { flock(open(device_.c_str(), O_RDWR | O_NOCTTY), LOCK_EX); }},
+      {How::kLockFile, [this] { std::ofstream(file_) << "  " << getpid() << " minicom root\n"; }},
+      {How::kLockFile, [this] { (new PortLock)->Take(other_); }},
+  };
+  for (const auto& way : kWays) {
+    Neighbour neighbour(way.does);
+    for (const std::string& name : {device_, other_}) {
+      bool sawAll = false;
+      const auto owners = PortOwners(name, &sawAll);
+      ASSERT_EQ(owners.size(), 1U) << name << " " << static_cast<int>(way.how);
+      EXPECT_EQ(owners[0].process, neighbour.Id());
+      EXPECT_EQ(owners[0].how, way.how);
+      EXPECT_EQ(sawAll, geteuid() == 0);
+      EXPECT_EQ(Describe(owners[0]), "unit_test (process " + std::to_string(neighbour.Id()) + ")");
+      PortLock lock;
+      EXPECT_TRUE(lock.Take(name));
+    }
+    // A lock file that was left behind does not count.
+    neighbour.End();
+    EXPECT_FALSE(PortOwner(device_));
+  }
+}
+
+TEST_F(Port, IsHeldUntilItIsGivenBack) {
+  const auto lockFileIsThere = [this] { return std::filesystem::exists(file_); };
+  std::ofstream(file_) << "    999999 gone root\n";
+  {
+    PortLock lock;
+    ASSERT_FALSE(lock.Take(other_));
+    EXPECT_TRUE(lockFileIsThere());
+    int id = 0;
+    EXPECT_TRUE(std::ifstream(file_) >> id && id == getpid());
+    EXPECT_EQ(Neighbour([this] { _exit(PortLock().Take(device_) ? 5 : 1); }).Wait(), 5);
+  }
+  EXPECT_FALSE(lockFileIsThere());
+  PortLock lock;
+  ASSERT_FALSE(lock.Take(device_));
+  lock.LeaveToCommand();
+  lock.Release();
+  SweepLockFiles();
+  EXPECT_TRUE(lockFileIsThere());
+  std::ofstream(file_) << "    999999 gone root\n";
+  SweepLockFiles();
+  EXPECT_FALSE(lockFileIsThere());
+  EXPECT_FALSE(PortOwner("/dev/no-such-port"));
+}
+
+TEST_F(Port, OfOthersIsNotSeenByEverybody) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become somebody else";
+  Neighbour neighbour([this] { open(device_.c_str(), O_RDWR | O_NOCTTY); });
+  Neighbour nobody([this] {
+    bool sawAll = true;
+    _exit(setuid(65534) == 0 && PortOwners(device_, &sawAll).empty() && !sawAll ? 5 : 1);
+  });
+  EXPECT_EQ(nobody.Wait(), 5);
+}
+
+}  // namespace
