@@ -79,7 +79,7 @@ void AnswerHonestly(netsnmp_pdu& answer, const netsnmp_variable_list& asked) {
   netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OID_OUTPUT_FORMAT,
                      NETSNMP_OID_OUTPUT_MODULE);
   const auto known = kValues.find(name);
-  const auto& value = known == kValues.end() ? std::make_pair('i', "1") : known->second;
+  const auto value = known == kValues.end() ? std::make_pair('i', "1") : known->second;
   snmp_add_var(&answer, asked.name, asked.name_length, value.first, value.second);
 }
 
@@ -299,7 +299,9 @@ MYSQL_RES* __wrap_mysql_store_result(MYSQL*) {
 unsigned __wrap_mysql_num_fields(MYSQL_RES*) { return g_world.fields; }
 my_ulonglong __wrap_mysql_num_rows(MYSQL_RES*) { return g_world.texts.size(); }
 void __wrap_mysql_free_result(MYSQL_RES*) { g_world.texts.clear(); }
-void __wrap_mysql_data_seek(MYSQL_RES*, unsigned long long row) { g_world.rowRead = row; }
+void __wrap_mysql_data_seek(MYSQL_RES*, unsigned long long row) {
+  g_world.rowRead = static_cast<std::size_t>(row);
+}
 
 MYSQL_ROW __wrap_mysql_fetch_row(MYSQL_RES*) {
   if (g_world.rowRead >= g_world.texts.size()) return nullptr;
