@@ -4,7 +4,6 @@
 #include <charconv>
 #include <sstream>
 
-#include "gnp/check_value.h"
 #include "line/failure.h"
 #include "line/visible.h"
 #include "serial/control_bytes.h"
@@ -28,12 +27,6 @@ constexpr std::size_t kLongestRequest = 255;
 
 /// Longer than any reply: the gateway's longest is a header of 50,000 characters.
 constexpr std::size_t kLongestText = 1000000;
-
-std::string CheckValueOf(const std::string& bytes) {
-  char text[3];
-  WriteCheckValue(bytes.data(), static_cast<int>(bytes.size()), text);
-  return text;
-}
 
 /// Reads a text that is a decimal number and nothing else. Returns false for any other.
 bool ReadWhole(const std::string& text, int& number) {

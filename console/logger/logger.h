@@ -8,9 +8,6 @@
 #include "line/line.h"
 #include "logger/md_frame.h"
 
-/// What the gateway says to a GNP request that it does not know.
-constexpr char kUnknownCommand[] = "Unknown command.";
-
 /// How the console addresses the gateway.
 struct Address {
   char station = '4';          ///< first character of every AK request and reply

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "gnp/check_value.h"
 #include "gnp/status_codes.h"
 #include "line/failure.h"
 #include "line/shape.h"
@@ -29,6 +30,12 @@ MDBlock ParseBlock(const std::string& text) {
 }
 
 }  // namespace
+
+std::string CheckValueOf(const std::string& frame) {
+  char text[3];
+  WriteCheckValue(frame.data(), static_cast<int>(frame.size()), text);
+  return text;
+}
 
 std::vector<MDBlock> ParseMDText(const std::string& text) {
   const long count =

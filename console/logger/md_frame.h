@@ -28,5 +28,11 @@ struct MDFrame {
   std::string responseEnd;  ///< bytes behind the check value
 };
 
+/// What the gateway says to a GNP request that it does not know.
+constexpr char kUnknownCommand[] = "Unknown command.";
+
+/// The check value of a GNP frame from its STX to its ETX.
+std::string CheckValueOf(const std::string& frame);
+
 /// Takes the text between STX and ETX apart. Throws Failure(kBroken).
 std::vector<MDBlock> ParseMDText(const std::string& text);
