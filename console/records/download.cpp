@@ -17,6 +17,8 @@
 #include "line/visible.h"
 #include "records/pointer.h"
 #include "records/position.h"
+#include "records/record.h"
+#include "records/record_file.h"
 
 namespace {
 
@@ -45,25 +47,17 @@ std::time_t ParseTime(const std::string& text) {
 /// Returns false for a file that has no line yet.
 bool Resume(const std::string& path, const std::string& header, Position& position) {
   if (!std::filesystem::exists(path)) return false;
-  if (!std::filesystem::is_regular_file(path)) throw Failure(kUsage, path + " is no plain file.");
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw Failure(kUsage, path + " cannot be read.");
-  std::string line;
-  std::uintmax_t whole = 0;
-  while (std::getline(file, line)) {
-    const bool cut = file.eof();
-    const bool wanted =
-        whole != 0 || (cut ? header.compare(0, line.size(), line) == 0 : line == header);
-    if (!wanted) {
-      throw Failure(kUsage,
-                    path + " is not of this download; its first line would be: " + Visible(header));
-    }
-    if (cut) break;
-    if (whole != 0) position.Take(line);
-    whole += line.size() + 1;
+  RecordFile file(path);
+  const std::string& begin = file.Header().text;
+  const bool cut = !file.Header().whole;
+  if (cut ? header.compare(0, begin.size(), begin) != 0 : begin != header) {
+    throw Failure(kUsage,
+                  path + " is not of this download; its first line would be: " + Visible(header));
   }
-  if (file.bad()) throw Failure(kUsage, path + " cannot be read.");
-  file.close();
+  std::uintmax_t whole = cut ? 0 : file.Header().end;
+  for (RecordFile::Line line; file.Next(line) && line.whole; whole = line.end) {
+    position.Take(line.text);
+  }
   std::error_code failed;
   std::filesystem::resize_file(path, whole, failed);
   if (failed) throw Failure(kUsage, path + " cannot be written: " + failed.message() + ".");
@@ -109,7 +103,7 @@ void TakeRecords(Logger& logger, Pointer& pointer, Position& position, const std
     for (std::string& record : records.lines) {
       // A line of the file is a record, whatever its texts hold.
       std::replace(record.begin(), record.end(), '\n', ' ');
-      if (!IsRecord(record, header)) {
+      if (!FlawOf(SplitSent(record), SplitSent(header)).empty()) {
         throw Failure(kBroken, "No record of " + Visible(header) + ": " + Visible(record));
       }
     }

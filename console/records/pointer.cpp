@@ -7,6 +7,7 @@
 #include "line/failure.h"
 #include "line/visible.h"
 #include "records/position.h"
+#include "records/record.h"
 
 namespace {
 

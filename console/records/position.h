@@ -7,13 +7,6 @@
 /// Earlier than the time stamp of every record.
 constexpr char kBeforeAllRecords[] = "0001-01-01 00:00:00";
 
-/// "2009-06-30,14:00:00,12.5" was logged at "2009-06-30 14:00:00".
-std::string TimeStamp(const std::string& record);
-
-/// Whether the record begins with a date, with or without a time, and has as many fields as the
-/// header has names; a text in it may have commas of its own.
-bool IsRecord(const std::string& record, const std::string& header);
-
 /// Knows which records were taken, so that none is taken twice or passed over: several records may
 /// have one time stamp, and the database pointer, itself a time stamp, cannot stand between them.
 /// It is therefore set to the last time stamp but one, and what comes again is told apart here.
