@@ -44,6 +44,23 @@ bool NamesPort(const std::string& name, const std::string& device, const struct 
   return false;
 }
 
+/// Whether the process is the other end of a pseudo-terminal: socat and others keep both ends open.
+bool IsOtherEnd(const fs::path& process, const struct stat& port) {
+  constexpr unsigned kFirstMajor = 136;  // of pseudo-terminals, 256 of them each, up to 143
+  const unsigned driver = major(port.st_rdev);
+  if (driver < kFirstMajor || driver > kFirstMajor + 7) return false;
+  const unsigned index = (driver - kFirstMajor) * 256 + minor(port.st_rdev);
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(process / "fdinfo", error)) {
+    std::ifstream info(entry.path());
+    for (std::string word; info >> word;) {
+      unsigned number = 0;
+      if (word == "tty-index:" && info >> number && number == index) return true;
+    }
+  }
+  return false;
+}
+
 class Search {
  public:
   Search(const std::string& device, const struct stat& port) : device_(device), port_(port) {}
@@ -88,7 +105,9 @@ class Search {
       const fs::directory_iterator descriptors(entry.path() / "fd", error);
       if (error == std::errc::permission_denied) sawAll_ = false;
       for (const auto& descriptor : descriptors) {
-        if (IsPort(descriptor.path(), port_)) Add(process, How::kOpen);
+        if (!IsPort(descriptor.path(), port_)) continue;
+        if (!IsOtherEnd(entry.path(), port_)) Add(process, How::kOpen);
+        break;
       }
     }
   }

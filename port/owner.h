@@ -27,7 +27,8 @@ std::string Describe(const Owner& owner);
 
 /// Everybody but this process who has the port, each process once. All names of a port are one:
 /// symbolic links are followed, and devices compared by their numbers. Lock files whose process has
-/// ended do not count. Empty when there is no such device.
+/// ended do not count. A program that has a pseudo-terminal's other end open, as socat has, is no
+/// user of it but what serves it. Empty when there is no such device.
 ///
 /// Only root sees what the processes of other users have open; `sawAll` tells whether there was any
 /// process that this user may not look into.

@@ -5,7 +5,6 @@
 #include <grp.h>
 #include <poll.h>
 #include <pwd.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -82,8 +81,8 @@ bool SerialLine::Open() {
     problem = " is no serial device.";
   } else if (IsOurTerminal(port.Number())) {
     problem = " is the terminal of this console.";
-  } else if (flock(port.Number(), LOCK_EX | LOCK_NB) != 0) {
-    problem = " is in use by another console.";
+  } else if (const auto owner = lock_.Take(device_)) {
+    problem = " is in use by " + Describe(*owner) + ".";
   } else {
     SetLine(line);
     if (tcsetattr(port.Number(), TCSANOW, &line) != 0) problem = " does not take 9600 baud, 8N2.";
@@ -95,6 +94,7 @@ bool SerialLine::Open() {
 
 void SerialLine::Lost(int error) {
   port_.Close();
+  lock_.Release();
   throw Failure(kNoDevice, "The serial device is gone: " + std::string(std::strerror(error)) + ".");
 }
 

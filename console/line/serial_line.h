@@ -3,10 +3,12 @@
 
 #include "line/descriptor.h"
 #include "line/line.h"
+#include "port/lock.h"
 
 class SerialLine : public Line {
  public:
-  /// Opens the device with the settings of the gateway (9600 baud, 8N2, raw), for nobody else.
+  /// Opens the device with the settings of the gateway (9600 baud, 8N2, raw), for nobody else: not
+  /// if another program has it locked or open.
   SerialLine(std::string device, std::shared_ptr<Transcript> transcript);
 
  protected:
@@ -18,5 +20,6 @@ class SerialLine : public Line {
   [[noreturn]] void Lost(int error);
 
   std::string device_;
+  PortLock lock_;
   Descriptor port_;
 };

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include "fixture.h"
@@ -109,10 +110,30 @@ TEST(ConsoleLine, TellsWhatToDoAboutADevice) {
   };
   EXPECT_NE(errors("/dev/ttyNone").find("Serial devices here:"), std::string::npos);
   EXPECT_NE(errors("/dev/null").find("is no serial device"), std::string::npos);
+}
+
+TEST_F(Console, FindsOutWhoHasThePort) {
+  const auto refused = [](const std::string& device, const std::string& owner) {
+    const Ended ended = RunToEnd({Program("qmx-console"), device, "lcfg"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.errors, device + " is in use by " + owner + ").\n");
+  };
+  refused(LabPath("port"), "qmx-gateway (process " + std::to_string(gateway_.Id()));
   const Line line;
-  const Child user({Program("qmx-console"), line.Device(), "--timeout", "30", "lcfg"});
-  EXPECT_FALSE(line.ReceiveUntil("\x03").empty());
-  EXPECT_NE(errors(line.Device()).find("in use by another console"), std::string::npos);
+  Child user({Program("qmx-console"), line.Device(), "--timeout", "30", "lcfg"});
+  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4LCFG K0"));
+  refused(line.Device(), "qmx-console (process " + std::to_string(user.Id()));
+  // Nothing of the refused one came through, and the port is free again behind the other.
+  line.Send(Reply("4LCFG 0 5"));
+  EXPECT_EQ(user.Wait(), 0);
+  EXPECT_EQ(line.ReceiveUntil("\x03", 200), "");
+  const std::string file =
+      "/run/lock/LCK.." + std::filesystem::path(line.Device()).filename().string();
+  EXPECT_FALSE(std::filesystem::exists(file));
+  const Child other({"sleep", "60"});
+  WriteFile(file, std::to_string(other.Id()) + " minicom root\n");
+  refused(line.Device(), "sleep (process " + std::to_string(other.Id()));
+  std::filesystem::remove(file);
 }
 
 }  // namespace
