@@ -8,140 +8,107 @@
 
 #include <map>
 #include <stdexcept>
-#include <vector>
 
-// The library exports this and declares it nowhere.
-extern "C" void init_vacm_config_tokens(void);
+// The library exports these and declares them nowhere.
+extern "C" {
+void init_vacm_config_tokens(void);
+extern netsnmp_session* main_session;
+}
 
 namespace {
 
+constexpr char kName[] = "qmx-instrument";
+constexpr std::size_t kLongestText = 255;
+
+Objects* g_objects;
 Agent::Written g_written;
 std::function<void()> g_tick;
 
 /// Values replaced by a write that may still be undone.
-std::map<const Register*, Value> g_replaced;
+std::map<Identifier, Value> g_replaced;
 
-std::vector<oid> Resolve(const std::string& object) {
-  oid identifier[MAX_OID_LEN];
-  std::size_t length = MAX_OID_LEN;
-  if (get_node(object.c_str(), identifier, &length) == 0) {
-    throw std::runtime_error("the MIB modules do not define " + object +
-                             ": name their folder with --mibs");
-  }
-  return {identifier, identifier + length};
+Identifier NameOf(const netsnmp_variable_list& binding) {
+  return {binding.name, binding.name + binding.name_length};
 }
 
-struct Encoder {
-  netsnmp_variable_list* binding;
+bool IsReadOnly(const Identifier& object) {
+  const tree* node = get_tree(object.data(), object.size(), get_tree_head());
+  return node != nullptr && node->access == MIB_ACCESS_READONLY;
+}
 
-  void Put(u_char type, const void* data, std::size_t size) const {
-    snmp_set_var_typed_value(binding, type, data, size);
-  }
-  void operator()(std::int32_t value) const { Put(ASN_INTEGER, &value, sizeof value); }
-  void operator()(std::uint32_t value) const { Put(ASN_GAUGE, &value, sizeof value); }
-  void operator()(float value) const { Put(ASN_OPAQUE_FLOAT, &value, sizeof value); }
-  void operator()(double value) const { Put(ASN_OPAQUE_DOUBLE, &value, sizeof value); }
-  void operator()(const std::string& value) const {
-    Put(ASN_OCTET_STR, value.data(), value.size());
-  }
-  void operator()(const ObjectName& value) const {
-    const std::vector<oid> identifier = Resolve(value.name);
-    Put(ASN_OBJECT_ID, identifier.data(), identifier.size() * sizeof(oid));
-  }
-};
+int WhyNot(const Identifier& object, const Value& old, const netsnmp_variable_list& wanted) {
+  if (IsReadOnly(object)) return SNMP_ERR_NOTWRITABLE;
+  if (wanted.type != old.type) return SNMP_ERR_WRONGTYPE;
+  return wanted.type == ASN_OCTET_STR && wanted.val_len > kLongestText ? SNMP_ERR_WRONGLENGTH
+                                                                       : SNMP_ERR_NOERROR;
+}
 
-/// Takes a written value of the register's own type over; false for one of another type.
-struct Decoder {
-  const netsnmp_variable_list& binding;
+void Set(int mode, const Identifier& object, Value& value, const netsnmp_variable_list& wanted) {
+  if (mode == MODE_SET_ACTION) {
+    g_replaced[object] = value;
+    value = Copy(wanted);
+  } else if (mode == MODE_SET_UNDO) {
+    value = g_replaced[object];
+  } else if (mode == MODE_SET_COMMIT) {
+    g_written(object);
+  }
+}
 
-  bool operator()(std::int32_t& value) const {
-    if (binding.type != ASN_INTEGER) return false;
-    value = static_cast<std::int32_t>(*binding.val.integer);
-    return true;
+void HandleOne(netsnmp_agent_request_info* info, netsnmp_request_info* request) {
+  netsnmp_variable_list& binding = *request->requestvb;
+  Objects::Map& objects = g_objects->All();
+  const Identifier asked = NameOf(binding);
+  const auto found = info->mode != MODE_GETNEXT ? objects.find(asked)
+                     : request->inclusive != 0  ? objects.lower_bound(asked)
+                                                : objects.upper_bound(asked);
+  if (found == objects.end()) {
+    // Behind the last object the library finds for itself that there is none.
+    if (info->mode != MODE_GETNEXT) netsnmp_request_set_error(request, SNMP_NOSUCHOBJECT);
+    return;
   }
-  bool operator()(std::uint32_t& value) const {
-    if (binding.type != ASN_GAUGE) return false;
-    value = static_cast<std::uint32_t>(*binding.val.integer);
-    return true;
+  auto& [object, value] = *found;
+  if (info->mode == MODE_GET || info->mode == MODE_GETNEXT) {
+    snmp_set_var_objid(&binding, object.data(), object.size());
+    snmp_set_var_typed_value(&binding, value.type, value.bytes.data(), value.bytes.size());
+  } else if (info->mode == MODE_SET_RESERVE1) {
+    const int refused = WhyNot(object, value, binding);
+    if (refused != SNMP_ERR_NOERROR) netsnmp_request_set_error(request, refused);
+  } else {
+    Set(info->mode, object, value, binding);
   }
-  bool operator()(float& value) const {
-    if (binding.type != ASN_OPAQUE_FLOAT) return false;
-    value = *binding.val.floatVal;
-    return true;
-  }
-  bool operator()(double& value) const {
-    if (binding.type != ASN_OPAQUE_DOUBLE) return false;
-    value = *binding.val.doubleVal;
-    return true;
-  }
-  bool operator()(std::string& value) const {
-    if (binding.type != ASN_OCTET_STR || binding.val_len > 255) return false;
-    value.assign(reinterpret_cast<const char*>(binding.val.string), binding.val_len);
-    return true;
-  }
-  bool operator()(ObjectName& value) const {
-    if (binding.type != ASN_OBJECT_ID) return false;
-    char text[SPRINT_MAX_LEN];
-    snprint_objid(text, sizeof text, binding.val.objid, binding.val_len / sizeof(oid));
-    value.name = text;
-    return true;
-  }
-};
+}
 
-int Handle(netsnmp_mib_handler*, netsnmp_handler_registration* registration,
-           netsnmp_agent_request_info* info, netsnmp_request_info* requests) {
-  auto& reg = *static_cast<Register*>(registration->my_reg_void);
-  netsnmp_variable_list* binding = requests->requestvb;
-  switch (info->mode) {
-    case MODE_GET:
-      std::visit(Encoder{binding}, reg.value);
-      break;
-    case MODE_SET_RESERVE1: {
-      Value trial = reg.value;
-      if (!std::visit(Decoder{*binding}, trial)) {
-        netsnmp_set_request_error(info, requests, SNMP_ERR_WRONGTYPE);
-      }
-      break;
-    }
-    case MODE_SET_ACTION:
-      g_replaced[&reg] = reg.value;
-      std::visit(Decoder{*binding}, reg.value);
-      break;
-    case MODE_SET_UNDO:
-      reg.value = g_replaced[&reg];
-      g_replaced.erase(&reg);
-      break;
-    case MODE_SET_COMMIT:
-      g_replaced.erase(&reg);
-      g_written(reg);
-      break;
-    default:
-      break;
-  }
+int Handle(netsnmp_mib_handler*, netsnmp_handler_registration*, netsnmp_agent_request_info* info,
+           netsnmp_request_info* requests) {
+  for (; requests != nullptr; requests = requests->next) HandleOne(info, requests);
   return SNMP_ERR_NOERROR;
 }
 
-void Export(Register& reg) {
-  const std::vector<oid> identifier = Resolve(reg.object);
-  netsnmp_handler_registration* registration = netsnmp_create_handler_registration(
-      reg.object.c_str(), Handle, identifier.data(), identifier.size(),
-      reg.access == Access::kReadWrite ? HANDLER_CAN_RWRITE : HANDLER_CAN_RONLY);
-  registration->my_reg_void = &reg;
-  if (netsnmp_register_instance(registration) != MIB_REGISTERED_OK) {
-    throw std::runtime_error("cannot register " + reg.object);
+/// What the library cannot answer: a fault, or an object whose value is NULL, which it takes for
+/// none.
+bool IsBeyondLibrary(const netsnmp_pdu& request) {
+  const auto found = g_objects->Find(request);
+  return g_objects->FaultOf(request) != nullptr ||
+         (found != g_objects->All().end() && found->second.type == ASN_NULL);
+}
+
+/// Comes before the library's own callback.
+int Receive(int operation, netsnmp_session* session, int id, netsnmp_pdu* pdu, void* magic) {
+  if (operation != NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE || pdu->variables == nullptr ||
+      !IsBeyondLibrary(*pdu)) {
+    return handle_snmp_packet(operation, session, id, pdu, magic);
   }
+  netsnmp_pdu* answer = g_objects->Answer(pdu);
+  if (answer != nullptr && snmp_send(session, answer) == 0) snmp_free_pdu(answer);
+  return 1;
 }
 
 }  // namespace
 
-Agent::Agent(Registers& registers, const std::string& mibs, int port, Written written) {
-  constexpr char kName[] = "qmx-instrument";
-  g_written = std::move(written);
+Agent::Agent(const std::string& mibs, const std::string& modules) {
   set_persistent_directory("/dev/null");
   if (!mibs.empty()) setenv("MIBDIRS", mibs.c_str(), 1);
-  setenv("MIBS", "QMX-MIB:QMX-REGLOG-MIB", 1);
-  const std::string address = "udp:127.0.0.1:" + std::to_string(port);
-  netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, address.c_str());
+  if (!modules.empty()) setenv("MIBS", modules.c_str(), 1);
   netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_DONT_LOG_TCPWRAPPERS_CONNECTS,
                          1);
   if (init_agent(kName) != 0) throw std::runtime_error("the SNMP agent does not start");
@@ -149,14 +116,27 @@ Agent::Agent(Registers& registers, const std::string& mibs, int port, Written wr
   char community[] = "rwcommunity pelmar";
   netsnmp_config_remember(community);
   init_snmp(kName);
-  for (Register& reg : registers.All()) Export(reg);
+}
+
+Agent::~Agent() { shutdown_agent(); }
+
+void Agent::Open(Objects& objects, int port, Written written) {
+  g_objects = &objects;
+  g_written = std::move(written);
+  const oid everything[] = {1, 3};
+  netsnmp_handler_registration* registration =
+      netsnmp_create_handler_registration(kName, Handle, everything, 2, HANDLER_CAN_RWRITE);
+  if (netsnmp_register_handler(registration) != MIB_REGISTERED_OK) {
+    throw std::runtime_error("the SNMP agent does not take the registers");
+  }
+  const std::string address = "udp:127.0.0.1:" + std::to_string(port);
+  netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, address.c_str());
   if (init_master_agent() != 0) {
     throw std::runtime_error("cannot serve udp port " + std::to_string(port) +
                              ": in use, or below 1024 and not root");
   }
+  main_session->callback = Receive;
 }
-
-Agent::~Agent() { shutdown_agent(); }
 
 void Agent::EverySecond(std::function<void()> tick) {
   g_tick = std::move(tick);

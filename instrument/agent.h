@@ -4,20 +4,23 @@
 #include <functional>
 #include <string>
 
-#include "registers.h"
+#include "objects.h"
 
 class Agent {
  public:
-  /// Told after a register was written over SNMP.
-  using Written = std::function<void(Register& written)>;
+  /// Told after an object was written over SNMP.
+  using Written = std::function<void(const Identifier& object)>;
 
-  /// Serves the registers on this UDP port of the loopback address. `mibs` is the folder of the
-  /// MIB modules, empty where the SNMP library's configuration names them. Throws
-  /// std::runtime_error when a module is missing or the port cannot be had.
-  Agent(Registers& registers, const std::string& mibs, int port, Written written);
+  /// Reads the MIB modules that are named like "QMX-MIB:QMX-REGLOG-MIB", or all for "ALL", from the
+  /// folder `mibs`. Either is left to the SNMP library's configuration where it is empty.
+  Agent(const std::string& mibs, const std::string& modules);
   ~Agent();
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;
+
+  /// Serves the objects on this UDP port of the loopback address. What the modules do not call
+  /// read-only can be written. Throws std::runtime_error when the port cannot be had.
+  static void Open(Objects& objects, int port, Written written);
 
   /// Calls `tick` once a second, from within Serve.
   static void EverySecond(std::function<void()> tick);

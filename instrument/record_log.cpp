@@ -2,28 +2,31 @@
 
 #include <cstdio>
 #include <string>
-#include <variant>
 
 namespace {
 
 enum State { kOff = 0, kLogging = 1, kUnreachable = 2 };
 
 /// How the data table stores a register's value.
-std::string ColumnType(const Value& value) {
-  if (std::holds_alternative<std::string>(value)) return "VARCHAR(255)";
-  if (std::holds_alternative<float>(value)) return "DECIMAL(10,3)";
-  if (std::holds_alternative<double>(value)) return "DOUBLE";
-  return "INT UNSIGNED";
+const char* ColumnType(const Value& value) {
+  switch (value.type) {
+    case ASN_OCTET_STR:
+      return "VARCHAR(255)";
+    case ASN_OPAQUE_FLOAT:
+      return "DECIMAL(10,3)";
+    case ASN_OPAQUE_DOUBLE:
+      return "DOUBLE";
+    default:
+      return "INT UNSIGNED";
+  }
 }
 
 std::string Literal(MYSQL* connection, const Value& value) {
-  if (const auto* text = std::get_if<std::string>(&value)) {
-    std::string escaped(2 * text->size() + 1, '\0');
-    escaped.resize(
-        mysql_real_escape_string(connection, escaped.data(), text->data(), text->size()));
-    return "'" + escaped + "'";
-  }
-  return std::to_string(Number(value));
+  if (value.type != ASN_OCTET_STR) return std::to_string(Number(value));
+  std::string escaped(2 * value.bytes.size() + 1, '\0');
+  escaped.resize(
+      mysql_real_escape_string(connection, escaped.data(), value.bytes.data(), value.bytes.size()));
+  return "'" + escaped + "'";
 }
 
 }  // namespace
@@ -39,9 +42,9 @@ void RecordLog::Tick() {
   if (interval_ == 0 || --untilNext_ > 0) return;
   untilNext_ = interval_;
   // A clock that is being set gives no time stamps.
-  if (Number(registers_[kOperatingMode].value) == 5) return;
+  if (Number(registers_[kOperatingMode]) == 5) return;
   const bool logged = (connection_ != nullptr || Connect()) && Insert("NOW()");
-  registers_[kRegLogState].value = logged ? kLogging : kUnreachable;
+  SetNumber(registers_[kRegLogState], logged ? kLogging : kUnreachable);
   if (logged) return;
   std::fprintf(stderr, "qmx-instrument: no record logged: %s\n",
                connection_ == nullptr ? "no connection" : mysql_error(connection_));
@@ -59,9 +62,9 @@ bool RecordLog::Connect() {
 
 bool RecordLog::CreateTable() {
   std::string columns = "time_stamp DATETIME NOT NULL";
-  for (const Register& reg : registers_.All()) {
+  for (const Measured& reg : registers_.All()) {
     if (reg.column != nullptr) {
-      columns += std::string(", ") + reg.column + " " + ColumnType(reg.value);
+      columns += std::string(", ") + reg.column + " " + ColumnType(registers_[reg]);
     }
   }
   return Run("CREATE TABLE IF NOT EXISTS LogEntry (" + columns + ", INDEX (time_stamp))");
@@ -85,16 +88,16 @@ bool RecordLog::FillHistory() {
 
 bool RecordLog::Insert(const std::string& timeStamp) {
   std::string values = timeStamp;
-  for (const Register& reg : registers_.All()) {
-    if (reg.column != nullptr) values += ", " + Literal(connection_, reg.value);
+  for (const Measured& reg : registers_.All()) {
+    if (reg.column != nullptr) values += ", " + Literal(connection_, registers_[reg]);
   }
   if (!Run("INSERT INTO LogEntry VALUES (" + values + ")")) return false;
-  auto& records = std::get<std::uint32_t>(registers_[kRegLogRecords].value);
-  ++records;
+  Value& records = registers_[kRegLogRecords];
+  SetNumber(records, Number(records) + 1);
   if (!Run("SELECT MAX(time_stamp) FROM LogEntry")) return false;
   MYSQL_RES* rows = mysql_store_result(connection_);
   if (const MYSQL_ROW row = rows == nullptr ? nullptr : mysql_fetch_row(rows)) {
-    registers_[kRegLogLast].value = std::string(row[0] == nullptr ? "" : row[0]);
+    registers_[kRegLogLast] = Encode('s', row[0] == nullptr ? "" : row[0]);
   }
   mysql_free_result(rows);
   return true;

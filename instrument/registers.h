@@ -1,11 +1,11 @@
 // The registers of the simulated instrument.
 #pragma once
 
-#include <cstdint>
 #include <random>
 #include <string>
-#include <variant>
 #include <vector>
+
+#include "objects.h"
 
 // Registers that the instrument itself acts on.
 constexpr char kOperatingMode[] = "qmxOperatingMode.0";
@@ -15,29 +15,17 @@ constexpr char kRegLogState[] = "qmxRegLogState.0";
 constexpr char kRegLogRecords[] = "qmxRegLogRecords.0";
 constexpr char kRegLogLast[] = "qmxRegLogLast.0";
 
-/// An OBJECT IDENTIFIER, by the name that the MIB modules give it.
-struct ObjectName {
-  std::string name;
-};
-
-/// INTEGER, Gauge32, OCTET STRING, OBJECT IDENTIFIER, Opaque float or Opaque double.
-using Value = std::variant<std::int32_t, std::uint32_t, std::string, ObjectName, float, double>;
-
-enum class Access { kReadOnly, kReadWrite };
-
 /// How a measured value moves: at most `step` to either side each second, within its range.
-/// Registers that measure nothing have a step of 0.
 struct Drift {
   double low = 0;
   double high = 0;
   double step = 0;
 };
 
-struct Register {
-  std::string object;  ///< name in the MIB modules, with its instance suffix
-  Value value;
-  Access access = Access::kReadOnly;
-  Drift drift = {};
+/// A register that is measured, logged, or both.
+struct Measured {
+  Identifier object;
+  Drift drift;
   const char* column = nullptr;  ///< column of the data table that logs the register
 };
 
@@ -50,22 +38,27 @@ struct Settings {
   int diagnostics = 0;          ///< number of diagnostic registers
 };
 
+/// Works on the objects of the agent. The MIB modules must have been read.
 class Registers {
  public:
-  explicit Registers(const Settings& settings);
+  /// The instrument that the settings tell.
+  Registers(Objects& objects, const Settings& settings);
+
+  /// The one that the objects already are. Numbers that the second ones have otherwise move
+  /// between both values; all else stands still.
+  Registers(Objects& objects, Objects& second);
 
   /// Moves every measured value on by one second.
   void Drift();
 
-  /// The register of this name, which must exist.
-  Register& operator[](const char* object);
+  /// The value of the register of this name, which must exist.
+  Value& operator[](const char* name);
+  Value& operator[](const Measured& reg) { return objects_.All().at(reg.object); }
 
-  std::vector<Register>& All() { return registers_; }
+  const std::vector<Measured>& All() const { return measured_; }
 
  private:
-  std::vector<Register> registers_;
+  Objects& objects_;
+  std::vector<Measured> measured_;
   std::mt19937 random_{std::random_device{}()};
 };
-
-/// The value as a number; 0 for texts and identifiers.
-double Number(const Value& value);

@@ -1,7 +1,5 @@
-// Plays the exchanges in tests/exchanges against the shipped daemon: a line, an agent and a
-// database server, and for each step what must come back, byte for byte. README.md there tells the
-// steps.
-#include <dirent.h>
+// Plays exchange files against the shipped daemon: a line, an agent and a database server, and for
+// each step what must come back, byte for byte. tests/exchanges/README.md tells the steps.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -18,16 +16,21 @@ namespace {
 
 constexpr char kRegisterList[] = "/home/qmx/register.txt";
 
-class Exchange : public testing::TestWithParam<std::string> {
+class Exchange : public testing::Test {
+ public:
+  explicit Exchange(std::string file) : file_(std::move(file)) {}
+  void TestBody() override { Play(file_); }
+
  protected:
   void TearDown() override {
     NoFurtherMessage();
     if (gateway_) gateway_->Signal(SIGKILL);
   }
 
+ private:
   void Play(const std::string& file) {
-    std::ifstream steps(std::string(EXCHANGES) + "/" + file);
-    ASSERT_TRUE(steps) << file;
+    std::ifstream steps(file);
+    ASSERT_TRUE(steps) << "no file " << file;
     std::string text;
     for (int number = 1; std::getline(steps, text) && !HasFatalFailure() && !IsSkipped();
          ++number) {
@@ -36,37 +39,23 @@ class Exchange : public testing::TestWithParam<std::string> {
       const std::string step = text.substr(start);
       SCOPED_TRACE(file + ":" + std::to_string(number) + ": " + step);
       const std::size_t blank = step.find(' ');
+      const std::string rest = blank == std::string::npos ? "" : Bytes(step.substr(blank + 1));
       const auto known = kSteps.find(step.substr(0, blank));
-      ASSERT_NE(known, kSteps.end()) << "no such step";
-      (this->*known->second)(blank == std::string::npos ? "" : Bytes(step.substr(blank + 1)));
+      if (known != kSteps.end()) {
+        (this->*known->second)(rest);
+      } else {
+        ASSERT_TRUE(agent_.Follow(step.substr(0, blank) + " " + rest)) << "no such step";
+      }
     }
   }
 
- private:
   using Step = void (Exchange::*)(const std::string& rest);
   static const std::map<std::string, Step> kSteps;
 
-  // The surroundings
+  // The surroundings; what concerns the agent is its own to follow
 
-  void Register(const std::string& rest) {
-    std::string name;
-    char type = 0;
-    std::string value;
-    std::istringstream words(rest);
-    words >> name >> type;
-    if (words.get() == ' ') std::getline(words, value);
-    agent_.Put(name, type, value);
-  }
-  void Absent(const std::string& name) { agent_.Remove(name); }
-  void Fault(const std::string& rest) {
-    std::istringstream words(rest);
-    std::string kind;
-    std::string name;
-    std::string fault;
-    std::getline(words >> kind >> name >> std::ws, fault);
-    agent_.Misanswer(kind, name, fault);
-  }
-  void Behave(const std::string&) { agent_.Behave(); }
+  /// The file stands beside the one that is played.
+  void Use(const std::string& file) { Play(file_.substr(0, file_.rfind('/') + 1) + file); }
   void Sql(const std::string& statement) { Server().Run(statement); }
   void ServerStep(const std::string& what) {
     if (what == "on") {
@@ -198,6 +187,7 @@ class Exchange : public testing::TestWithParam<std::string> {
     return *database_;
   }
 
+  std::string file_;
   Responder agent_;
   std::unique_ptr<Database> database_;
   std::unique_ptr<Line> line_;
@@ -208,9 +198,7 @@ class Exchange : public testing::TestWithParam<std::string> {
 };
 
 const std::map<std::string, Exchange::Step> Exchange::kSteps = {
-    {"use", &Exchange::Play},          {"register", &Exchange::Register},
-    {"absent", &Exchange::Absent},     {"fault", &Exchange::Fault},
-    {"behave", &Exchange::Behave},     {"sql", &Exchange::Sql},
+    {"use", &Exchange::Use},           {"sql", &Exchange::Sql},
     {"server", &Exchange::ServerStep}, {"file", &Exchange::File},
     {"folder", &Exchange::Folder},     {"remove", &Exchange::Remove},
     {"private", &Exchange::Private},   {"shell", &Exchange::Shell},
@@ -223,22 +211,14 @@ const std::map<std::string, Exchange::Step> Exchange::kSteps = {
     {"output", &Exchange::Output},
 };
 
-TEST_P(Exchange, IsAsWritten) { Play(GetParam() + ".txt"); }
-
-std::vector<std::string> Files() {
-  std::vector<std::string> files;
-  DIR* folder = opendir(EXCHANGES);
-  while (const dirent* entry = readdir(folder)) {
-    const std::string name = entry->d_name;
-    if (name.size() > 4 && name.substr(name.size() - 4) == ".txt" && name[0] != '_') {
-      files.push_back(name.substr(0, name.size() - 4));
-    }
-  }
-  closedir(folder);
-  return files;
-}
-
-INSTANTIATE_TEST_SUITE_P(Files, Exchange, testing::ValuesIn(Files()),
-                         [](const auto& file) { return file.param; });
-
 }  // namespace
+
+int main(int argc, char* argv[]) {
+  testing::InitGoogleTest(&argc, argv);
+  for (int i = 1; i < argc; ++i) {
+    const std::string file = argv[i];
+    testing::RegisterTest("Exchange", argv[i], nullptr, nullptr, __FILE__, __LINE__,
+                          [file]() -> Exchange* { return new Exchange(file); });
+  }
+  return RUN_ALL_TESTS();
+}

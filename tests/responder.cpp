@@ -1,8 +1,5 @@
 #include "responder.h"
 
-#include <chrono>
-#include <cstring>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -61,55 +58,15 @@ void Responder::Serve() {
   }
 }
 
-Responder::Identifier Responder::Resolve(const std::string& name) {
-  oid identifier[MAX_OID_LEN];
-  std::size_t length = MAX_OID_LEN;
-  if (snmp_parse_oid(name.c_str(), identifier, &length) == nullptr) {
-    throw std::runtime_error("unknown object " + name);
-  }
-  return {identifier, identifier + length};
-}
-
-Responder::Held Responder::Encode(char type, const std::string& value) {
-  const oid name[] = {1, 3};
-  netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_SET);
-  if (snmp_add_var(pdu, name, 2, type, value.c_str()) != 0) {
-    throw std::runtime_error("no value of type " + std::string(1, type) + ": " + value);
-  }
-  const netsnmp_variable_list* binding = pdu->variables;
-  Held held{binding->type, {}};
-  if (binding->val_len > 0) {
-    held.bytes.assign(reinterpret_cast<const char*>(binding->val.string), binding->val_len);
-  }
-  snmp_free_pdu(pdu);
-  return held;
-}
-
-void Responder::Put(const std::string& name, char type, const std::string& value) {
+bool Responder::Follow(const std::string& line) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  objects_[Resolve(name)] = Encode(type, value);
-}
-
-void Responder::Remove(const std::string& name) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  objects_.erase(Resolve(name));
+  return objects_.Follow(line);
 }
 
 bool Responder::Holds(const std::string& name, char type, const std::string& value) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const auto found = objects_.find(Resolve(name));
-  return found != objects_.end() && found->second == Encode(type, value);
-}
-
-void Responder::Misanswer(const std::string& kind, const std::string& name,
-                          const std::string& fault) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  faults_[kind + " " + name] = fault;
-}
-
-void Responder::Behave() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  faults_.clear();
+  const auto found = objects_.All().find(Resolve(name));
+  return found != objects_.All().end() && found->second == Encode(type, value);
 }
 
 std::vector<std::string> Responder::Requests() {
@@ -139,59 +96,9 @@ void Responder::Record(const std::string& kind, const std::string& name,
 
 void Responder::Answer(netsnmp_session* session, netsnmp_pdu* request) {
   const netsnmp_variable_list& asked = *request->variables;
-  Identifier identifier(asked.name, asked.name + asked.name_length);
-  const std::string name = Printed(asked.name, asked.name_length);
-  const std::string kind = request->command == SNMP_MSG_GET   ? "get"
-                           : request->command == SNMP_MSG_SET ? "set"
-                                                              : "next";
   // A request that was sent again while its answer is under way is the same request.
   const bool again = std::exchange(lastRequest_, request->reqid) == request->reqid;
-  if (!again) Record(kind, name, asked);
-
-  const auto misanswer = faults_.find(kind + " " + name);
-  std::istringstream fault(misanswer == faults_.end() ? "" : misanswer->second);
-  std::string what;
-  fault >> what;
-  if (what == "silent") return;
-  if (what == "late" && !again) {
-    int milliseconds = 0;
-    fault >> milliseconds;
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-  }
-
-  auto found = kind == "next" ? objects_.upper_bound(identifier) : objects_.find(identifier);
-  netsnmp_pdu* answer = snmp_clone_pdu(request);
-  answer->command = SNMP_MSG_RESPONSE;
-  answer->errstat = SNMP_ERR_NOERROR;
-  if (what == "error") {
-    fault >> answer->errstat >> answer->errindex;
-  } else if (what == "empty") {
-    snmp_free_varbind(answer->variables);
-    answer->variables = nullptr;
-  } else if (found == objects_.end() && what.empty()) {
-    answer->errstat = SNMP_ERR_NOSUCHNAME;
-    answer->errindex = 1;
-  } else {
-    Held held = found == objects_.end() ? Held{ASN_NULL, {}} : found->second;
-    if (kind == "set") {
-      held = {asked.type, {reinterpret_cast<const char*>(asked.val.string), asked.val_len}};
-      found->second = held;
-    }
-    if (kind == "next") identifier = found->first;
-    if (what == "value") {
-      char type = 0;
-      std::string value;
-      std::getline(fault >> type >> std::ws, value);
-      held = Encode(type, value);
-    } else if (what == "as") {
-      std::string other;
-      fault >> other;
-      identifier = Resolve(other);
-    }
-    snmp_free_varbind(answer->variables);
-    answer->variables = nullptr;
-    snmp_pdu_add_variable(answer, identifier.data(), identifier.size(), held.type,
-                          held.bytes.data(), held.bytes.size());
-  }
-  if (snmp_send(session, answer) == 0) snmp_free_pdu(answer);
+  if (!again) Record(Kind(*request), Printed(asked.name, asked.name_length), asked);
+  netsnmp_pdu* answer = objects_.Answer(request);
+  if (answer != nullptr && snmp_send(session, answer) == 0) snmp_free_pdu(answer);
 }

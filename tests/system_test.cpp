@@ -40,15 +40,7 @@ class System : public testing::Test {
   /// The plain instrument of the exchanges.
   void PutInstrument() {
     std::ifstream steps(std::string(EXCHANGES) + "/_instrument.txt");
-    std::string step;
-    std::string name;
-    char type = 0;
-    while (steps >> step) {
-      std::string value;
-      if (step == "register") steps >> name >> type;
-      std::getline(steps, value);
-      if (step == "register") agent_->Put(name, type, value.empty() ? "" : value.substr(1));
-    }
+    for (std::string step; std::getline(steps, step);) agent_->Follow(step);
   }
 
   std::string Ask(const std::string& text, int milliseconds = 10000) {
@@ -146,7 +138,7 @@ TEST_F(System, FollowsAnAgentThatComesBackWithOtherRegisters) {
       30000));
   agent_ = std::make_unique<Responder>();
   PutInstrument();
-  agent_->Remove("qmxInstrumentID.0");
+  agent_->Follow("absent qmxInstrumentID.0");
   // The old numbers hold until the list is built anew.
   EXPECT_EQ(Ask("4AREG K0 2", 30000), Reply("4AREG 0 SE"));
   EXPECT_EQ(Ask("4LPRC K0"), Reply("4LPRC 0 133"));
@@ -183,16 +175,17 @@ TEST_F(System, StandsAStorm) {
       if (frame.empty()) frame = "\x02";
     }
     if (i % 5 == 0) {
-      const std::string value = pick("value");
-      agent_->Put(pick("register"), value[0], value.substr(2));
+      const std::string name = pick("register");
+      agent_->Follow("register " + name + " " + pick("value"));
     }
     if (i % 50 == 0) {
-      agent_->Behave();
+      agent_->Follow("behave");
       PutInstrument();
-      agent_->Put("qmxRS232Mode.0", 'i', i % 200 == 0 ? "1" : "0");
+      agent_->Follow(i % 200 == 0 ? "register qmxRS232Mode.0 i 1" : "register qmxRS232Mode.0 i 0");
     }
     if (i % 50 == 25) {
-      agent_->Misanswer(random() % 2 == 0 ? "get" : "set", pick("register"), pick("fault"));
+      const std::string kind = random() % 2 == 0 ? "get " : "set ";
+      agent_->Follow("fault " + kind + pick("register") + " " + pick("fault"));
     }
     if (i % 20 == 0) WriteFile("/usr/share/snmp/orderNV.conf", pick("columns"));
     line_->Send(frame);
@@ -200,7 +193,7 @@ TEST_F(System, StandsAStorm) {
   }
   // What is still on its way is served first; a frame that is still open is over after two more.
   while (!line_->Receive(100000, 1000).empty()) continue;
-  agent_->Behave();
+  agent_->Follow("behave");
   PutInstrument();
   bool answered = false;
   for (int i = 0; i < 5 && !answered; ++i) {
