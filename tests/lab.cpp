@@ -163,7 +163,7 @@ void Database::Start() {
       std::vector<std::string>{"mariadbd", "--defaults-file=" + LabPath("my.cnf")});
   const bool up = WaitFor([this] {
     connection_ = mysql_init(nullptr);
-    const my_bool reconnect = 1;
+    const char reconnect = 1;
     mysql_options(connection_, MYSQL_OPT_RECONNECT, &reconnect);
     if (mysql_real_connect(connection_, "127.0.0.1", "root", "", nullptr, 0, nullptr, 0)) {
       return true;

@@ -38,11 +38,11 @@ TEST(NumberFormat, GivesTheExamples) {
   CGateway::FormatMantissaExponent(1, nullptr);
 }
 
-/// The same rule without a text: millionths, rounded, then cut to four digits. A long double holds
-/// every step exactly for numbers below 1e19.
+/// The same rule without a text: millionths, rounded, then cut to four digits. A double holds every
+/// step exactly for numbers below 1e14.
 std::string FormattedByArithmetic(float number) {
-  const long double millionths = std::nearbyint(std::fabs(static_cast<long double>(number)) * 1e6L);
-  long double unit = 1;
+  const double millionths = std::nearbyint(std::fabs(static_cast<double>(number)) * 1e6);
+  double unit = 1;
   int exponent = -6;
   while (millionths >= unit * 10000) {
     unit *= 10;
@@ -59,7 +59,7 @@ std::string FormattedByArithmetic(float number) {
 TEST(NumberFormat, AgreesWithArithmetic) {
   std::mt19937 random(20070315);
   std::uniform_int_distribution<std::uint32_t> bits;
-  std::uniform_real_distribution<double> magnitude(-8, 18.9);
+  std::uniform_real_distribution<double> magnitude(-8, 13.9);
   for (int i = 0; i < 300000; ++i) {
     const float numbers[] = {
         static_cast<float>(static_cast<std::int32_t>(bits(random) >> bits(random) % 32)),

@@ -9,7 +9,7 @@ int CGateway::ConnectDatabase() {
   for (int attempt = 1; attempt <= 10; ++attempt) {
     // A failed attempt makes the library forget its options: without this one a server that came
     // up late would be lost for good at its first restart.
-    const my_bool reconnect = 1;
+    const char reconnect = 1;
     const int refused = mysql_options(&database, MYSQL_OPT_RECONNECT, &reconnect);
     if (refused != 0) return refused;
     if (mysql_real_connect(&database, "127.0.0.1", "root", "", "twinex", 0, nullptr, 0) !=

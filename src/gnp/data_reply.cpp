@@ -15,9 +15,9 @@ constexpr char kNoRegister[] = "999";
 
 /// Writes the number with at least three digits and keeps the first three characters: a field of
 /// the block is three characters wide whatever the agent says.
-void WriteThreeDigits(char (&text)[4], long number) {
-  char digits[24];
-  FormatText(digits, "%.3ld", number);
+void WriteThreeDigits(char (&text)[4], std::int32_t number) {
+  char digits[12];
+  FormatText(digits, "%.3d", number);
   CopyText(text, digits);
 }
 
@@ -83,8 +83,8 @@ void CGateway::AppendDAValue(const char* registerNumber, std::size_t& used, bool
                              int block) {
   char component[4] = "000";
   if (ReadInteger("qmxInstrumentID.0")) {
-    const long sum = static_cast<long>(value.intValue) + block;
-    WriteThreeDigits(component, sum > 999 ? sum - 1000 : sum);
+    const std::int32_t excess = value.intValue > 999 - block ? 1000 : 0;
+    WriteThreeDigits(component, value.intValue - excess + block);
   } else {
     std::perror("Unable to get Instrument ID.");
     noRegister = true;

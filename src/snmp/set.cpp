@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -34,6 +36,14 @@ const netsnmp_variable_list* Answered(const Response& response, const char* name
     std::fprintf(stderr, "CSNMP: set of %s answered without a value\n", name);
   }
   return response->variables;
+}
+
+/// Whether the sub-identifiers, parsed with errno at 0 before, have the 32 bits of an agent's. The
+/// library sends the low bits of a larger one; where it keeps only 32, its parser leaves ERANGE.
+bool CanBeSent(const netsnmp_variable_list& binding) {
+  const oid* parts = binding.val.objid;
+  return errno != ERANGE && std::all_of(parts, parts + binding.val_len / sizeof(oid),
+                                        [](oid part) { return part <= 0xFFFFFFFF; });
 }
 
 bool IsIntegerType(unsigned char type) {
@@ -157,7 +167,13 @@ int CSNMP::SetObjectID(const char* name, const char* value) {
   std::size_t length = MAX_OID_LEN;
   if (!ResolveName(name, kCaller, identifier, length)) return 1;
   netsnmp_pdu* request = snmp_pdu_create(SNMP_MSG_SET);
-  if (snmp_add_var(request, identifier, length, 'o', value) != 0) {
+  errno = 0;
+  bool sendable = snmp_add_var(request, identifier, length, 'o', value) == 0;
+  if (sendable && !CanBeSent(*request->variables)) {
+    snmp_errno = SNMPERR_MAX_SUBID;
+    sendable = false;
+  }
+  if (!sendable) {
     snmp_perror(kCaller);
     snmp_free_pdu(request);
     return 1;
