@@ -17,10 +17,11 @@ namespace {
 namespace fs = std::filesystem;
 
 /// As minicom writes it: the process in ten columns, the program, the user.
-std::string LockText() {
-  std::ifstream comm("/proc/self/comm");
-  std::string program;
-  std::getline(comm, program);
+std::string LockText(std::string program) {
+  if (program.empty()) {
+    std::ifstream comm("/proc/self/comm");
+    std::getline(comm, program);
+  }
   const passwd* user = getpwuid(geteuid());
   char process[16];
   std::snprintf(process, sizeof process, "%10ld", static_cast<long>(getpid()));
@@ -29,10 +30,10 @@ std::string LockText() {
 
 }  // namespace
 
-std::optional<Owner> PortLock::Take(const std::string& device) {
+std::optional<Owner> PortLock::Take(const std::string& device, const std::string& program) {
   Release();
   if (auto owner = PortOwner(device)) return owner;
-  if (auto owner = WriteLockFile(device)) return owner;
+  if (auto owner = WriteLockFile(device, program)) return owner;
   descriptor_ = open(device.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor_ < 0 || flock(descriptor_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
     return std::nullopt;
@@ -42,7 +43,8 @@ std::optional<Owner> PortLock::Take(const std::string& device) {
   return owner ? owner : Owner{0, "", How::kLock};
 }
 
-std::optional<Owner> PortLock::WriteLockFile(const std::string& device) {
+std::optional<Owner> PortLock::WriteLockFile(const std::string& device,
+                                             const std::string& program) {
   std::error_code error;
   const fs::path port = fs::canonical(device, error);
   if (error) return std::nullopt;
@@ -50,7 +52,7 @@ std::optional<Owner> PortLock::WriteLockFile(const std::string& device) {
   // Under its name only when it is whole, so that nobody reads a file without a process.
   const std::string draft = std::string(kLockFolder) + "LTMP." + std::to_string(getpid());
   std::ofstream file(draft);
-  file << LockText();
+  file << LockText(program);
   file.close();
   if (!file) return std::nullopt;
   std::optional<Owner> owner;
@@ -72,10 +74,8 @@ void PortLock::Release() {
   descriptor_ = -1;
 }
 
-void PortLock::LeaveToCommand() {
+void PortLock::KeepAcrossExec() const {
   if (descriptor_ >= 0) fcntl(descriptor_, F_SETFD, 0);
-  descriptor_ = -1;
-  file_.clear();
 }
 
 void SweepLockFiles() {

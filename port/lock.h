@@ -18,18 +18,19 @@ class PortLock {
 
   /// Takes the port, under any of its names. Returns nothing when it is held now, or who has it.
   /// Opens the device without waiting for a modem and reads nothing of it; that it cannot be opened
-  /// is left to be found by whoever opens it next. Descriptors of one's own do not hinder.
-  std::optional<Owner> Take(const std::string& device);
+  /// is left to be found by whoever opens it next. Descriptors of one's own do not hinder. The lock
+  /// file names `program`, or this one.
+  std::optional<Owner> Take(const std::string& device, const std::string& program = "");
 
   /// Gives the port back. Harmless when it is not held.
   void Release();
 
-  /// Leaves the port with the program that this process becomes (exec): the lock ends with the
+  /// Leaves the port to the program that this process becomes (exec): the lock ends with the
   /// process, the file when SweepLockFiles is called next.
-  void LeaveToCommand();
+  void KeepAcrossExec() const;
 
  private:
-  std::optional<Owner> WriteLockFile(const std::string& device);
+  std::optional<Owner> WriteLockFile(const std::string& device, const std::string& program);
 
   int descriptor_ = -1;
   std::string file_;  // lock file that is ours; empty when there is none

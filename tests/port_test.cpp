@@ -20,9 +20,7 @@ class Port : public testing::Test {
  protected:
   Port() {
     char name[64];
-    int slave = -1;
-    EXPECT_EQ(openpty(&master_, &slave, name, nullptr, nullptr), 0);
-    close(slave);
+    EXPECT_EQ(openpty(&master_, &slave_, name, nullptr, nullptr), 0);
     device_ = name;
     other_ = "/tmp/qmx-port-" + std::to_string(getpid());
     std::filesystem::create_symlink(device_, other_);
@@ -30,6 +28,7 @@ class Port : public testing::Test {
         kLockFolder + std::string(kLockPrefix) + std::filesystem::path(device_).filename().string();
   }
   ~Port() override {
+    close(slave_);
     close(master_);
     std::filesystem::remove(other_);
     std::filesystem::remove(file_);
@@ -37,6 +36,7 @@ class Port : public testing::Test {
 
   std::string device_, other_, file_;
   int master_ = -1;
+  int slave_ = -1;  // who has both ends is nobody who reads this one
 };
 
 /// A process that does something and then sleeps.
@@ -120,8 +120,6 @@ TEST_F(Port, IsHeldUntilItIsGivenBack) {
   EXPECT_FALSE(lockFileIsThere());
   PortLock lock;
   ASSERT_FALSE(lock.Take(device_));
-  lock.LeaveToCommand();
-  lock.Release();
   SweepLockFiles();
   EXPECT_TRUE(lockFileIsThere());
   std::ofstream(file_) << "    999999 gone root\n";

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-char g_devicePath[64];
+char g_devicePath[kDevicePathSize];
 
 CGateway::CGateway()
     : receiveBuffer{},

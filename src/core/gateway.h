@@ -12,9 +12,8 @@
 #include "serial/serial_port.h"
 #include "snmp/snmp.h"
 
-/// Serial device that the next gateway opens, a text of at most 63 characters; set from the command
-/// line.
-extern char g_devicePath[64];
+/// Serial device that the next gateway opens, set from the command line.
+extern char g_devicePath[kDevicePathSize];
 
 /// Room for the text of any PRC number: up to three register numbers of three digits, more digits
 /// where a value is out of range.

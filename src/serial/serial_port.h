@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <initializer_list>
 
+/// Room for the path of the device, of at most 63 characters.
+constexpr int kDevicePathSize = 64;
+
 /// Bytes of the buffer that a request frame is received into.
 constexpr int kFrameBufferSize = 256;
 
@@ -50,8 +53,8 @@ class CSerialPort {
   int SendFrame(const char* first, const char* second) const;
 
  protected:
-  char devicePath[64];          ///< serial device, at most 63 characters
-  std::int32_t portDescriptor;  ///< set by Open
+  char devicePath[kDevicePathSize];  ///< serial device
+  std::int32_t portDescriptor;       ///< set by Open
 
  private:
   int SendTexts(std::initializer_list<const char*> texts) const;
