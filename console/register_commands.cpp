@@ -22,14 +22,35 @@ void ReadRegisters(Session& session, const Words& registers) {
   if (refused) throw Failure(*refused);
 }
 
+/// A write that may have been done: what the register holds now tells more.
+[[noreturn]] void TellDoubt(Session& session, const std::string& name, int number,
+                            const NotKnown& failure) {
+  const std::string doubt = "It is not known whether " + name + " was written";
+  std::string now = "; read it when the gateway answers. " + std::string(failure.what());
+  try {
+    if (session.logger.IsCaughtUp()) {
+      const AKReply reply = session.logger.ReadRegister(number);
+      now = ": the gateway passed over it, or its reply was lost. It " +
+            (reply.refused ? "cannot be read now." : "reads " + Visible(reply.fields) + " now.");
+    }
+  } catch (const Failure& again) {
+    if (again.status != kNoReply && again.status != kBroken) throw;
+  }
+  throw Failure(failure.status, doubt + now);
+}
+
 void WriteRegister(Session& session, const Words& words) {
   if (words.size() < 2) throw Failure(kUsage, "ereg needs a register and a value.");
   const std::string value = Joined(words, 1);
   const int number = session.numbers.Number(words[0]);
-  const AKReply reply = session.logger.WriteRegister(number, value);
-  session.report.Show("EREG", reply, reply.refused ? "" : words[0] + " is set\n",
-                      {{"register", std::to_string(number)}});
-  RequireDone(reply, "EREG");
+  try {
+    const AKReply reply = session.logger.WriteRegister(number, value);
+    session.report.Show("EREG", reply, reply.refused ? "" : words[0] + " is set\n",
+                        {{"register", std::to_string(number)}});
+    RequireDone(reply, "EREG");
+  } catch (const NotKnown& failure) {
+    TellDoubt(session, words[0], number, failure);
+  }
 }
 
 void ListRegisters(Session& session, const std::string& wanted, bool withTotal) {

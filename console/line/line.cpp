@@ -3,6 +3,7 @@
 #include "line/failure.h"
 #include "line/serial_line.h"
 #include "line/tcp_line.h"
+#include "line/visible.h"
 
 namespace {
 
@@ -12,22 +13,25 @@ using Clock = std::chrono::steady_clock;
 }  // namespace
 
 void Line::Discard(milliseconds quiet, milliseconds limit) {
+  constexpr std::size_t kShown = 16;
   const auto end = Clock::now() + limit;
+  std::string first;
   char byte = 0;
   while (Receive(byte, quiet)) {
+    if (first.size() < kShown) first += byte;
     if (Clock::now() < end) continue;
-    throw Failure(kBroken,
-                  "The line does not fall silent: another program talks to the gateway, or "
-                  "its speed is not 9600 baud.");
+    throw Failure(kBroken, "The line does not fall silent, it brings " + Visible(first) +
+                               "...: another program talks to the gateway, a long reply still "
+                               "comes, or its speed is not 9600 baud.");
   }
 }
 
 void Line::Send(const std::string& bytes) {
   if (Open()) settled_ = false;
   // The rest of a reply that nobody waited for may still be on its way.
-  if (!settled_) Discard(milliseconds(100), std::chrono::minutes(1));
+  if (!settled_) Discard(milliseconds(100), std::chrono::seconds(5));
   settled_ = true;
-  Discard(milliseconds(0), std::chrono::seconds(10));
+  Discard(milliseconds(0), std::chrono::seconds(5));
   transcript_->Add(Direction::kToGateway, bytes);
   Write(bytes);
 }

@@ -1,10 +1,7 @@
 #include "logger/logger.h"
 
-#include <algorithm>
-#include <charconv>
 #include <sstream>
 
-#include "line/failure.h"
 #include "line/visible.h"
 #include "serial/control_bytes.h"
 
@@ -12,184 +9,175 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// How long the line is watched for bytes that may or may not follow a reply.
-constexpr milliseconds kAftermath(50);
+/// Numbers the marks: one more each tenth of a second, so that programs one after the other use
+/// different ones for minutes. None takes a new one more often, but where all are answered.
+unsigned FirstMark() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return static_cast<unsigned>(std::chrono::duration_cast<milliseconds>(now).count() / 100);
+}
 
-constexpr char kNoReplyAdvice[] =
-    "No reply. Check the protocol of the instrument (qmxRS232Mode: 0 is AK, 1 is GNP), its station "
-    "and channel (AK) or instrument id (GNP), the cable, and that the gateway runs.";
+/// Whether a function does anything but answer.
+bool Changes(const std::string& code) {
+  return code == "EREG" || code == "SSTO" || code == "ASTO" || code.compare(0, 2, "SF") == 0;
+}
 
-/// What the gateway calls an AK request that it does not know.
-constexpr char kUnknown[] = "????";
+/// Whether a reply may have been lost.
+bool IsLoss(const Failure& failure) {
+  return failure.status == kNoReply || failure.status == kBroken;
+}
 
-/// Characters between STX and ETX that the gateway takes.
-constexpr std::size_t kLongestRequest = 255;
+/// Replies that are passed over before another program is thought to go on asking.
+constexpr int kMostPassed = 100;
 
-/// Longer than any reply: the gateway's longest is a header of 50,000 characters.
-constexpr std::size_t kLongestText = 1000000;
-
-/// Reads a text that is a decimal number and nothing else. Returns false for any other.
-bool ReadWhole(const std::string& text, int& number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size();
+Failure Another(const std::string& text) {
+  return {kBroken, "The reply is for another request: " + Visible(text)};
 }
 
 }  // namespace
 
-char Logger::NextByte(const std::string& before, const std::string& text) {
-  char byte = 0;
-  if (line_.Receive(byte, patience_)) return byte;
-  if (before.empty() && text.empty()) throw Failure(kNoReply, kNoReplyAdvice);
-  throw Failure(kBroken, "The reply breaks off: " + Visible(before + text));
-}
-
-/// Bytes before the STX are noise, which is not waited out for ever.
-std::string Logger::ReceiveFrame() {
-  const auto end = std::chrono::steady_clock::now() + patience_;
-  while (NextByte("", "") != kSTX) {
-    if (std::chrono::steady_clock::now() > end) throw Failure(kNoReply, kNoReplyAdvice);
-  }
-  return ReceiveText();
-}
-
-std::string Logger::ReceiveText() {
-  std::string text;
-  const std::string before(1, kSTX);
-  for (char byte = 0; (byte = NextByte(before, text)) != kETX;) {
-    text += byte;
-    if (text.size() > kLongestText) throw Failure(kBroken, "The reply does not end.");
-  }
-  return text;
-}
-
-std::string Logger::ReceiveLine(const std::string& what) {
-  std::string text;
-  while (text.size() < 2 || text.compare(text.size() - 2, 2, "\r\n") != 0) {
-    text += NextByte(what, text);
-    if (text.size() > kLongestText) throw Failure(kBroken, "The reply does not end.");
-  }
-  return text.substr(0, text.size() - 2);
-}
+Logger::Logger(Line& line, Address address, milliseconds patience)
+    : address_(std::move(address)), wire_(line, address_, patience), attribution_(FirstMark()) {}
 
 void Logger::SendAK(const std::string& code, const std::string& arguments) {
-  const std::string text = (address_.station + code) + " " + address_.channel +
-                           (arguments.empty() ? "" : " " + arguments);
-  if (text.size() > kLongestRequest) {
-    throw Failure(kUsage, "The gateway takes no request of more than 255 characters.");
+  wire_.SendAK((address_.station + code) + " " + address_.channel +
+               (arguments.empty() ? "" : " " + arguments));
+}
+
+/// The reply to the last request. Where replies to other programs' may come they are passed over.
+AKReply Logger::TakeReply(bool others) {
+  std::string another;
+  for (int passed = 0;; ++passed) {
+    std::string text;
+    try {
+      text = wire_.ReceiveFrame();
+    } catch (const Failure& failure) {
+      if (another.empty() || !IsLoss(failure)) throw;
+      throw Another(another);
+    }
+    if (!wire_.ReceiveLine(kSTX + text).empty()) {
+      throw Failure(kBroken, "The reply does not end in CR LF: " + Visible(text));
+    }
+    AKReply reply = ParseReply(text, address_.station);
+    if (attribution_.Take(reply) == Attribution::Answers::kLatest) return reply;
+    another = text;
+    if (!others || passed == kMostPassed) throw Another(another);
   }
-  line_.Send(kSTX + text + kETX);
 }
 
-/// What was not waited for may still come, and be taken for the reply to the next request. The
-/// gateway serves one request behind the other: what comes behind its refusal of an unknown one is
-/// new.
-void Logger::CatchUp() {
-  SendAK(kUnknown, "");
-  while (ReceiveFrame().substr(0, 5) != address_.station + std::string(kUnknown)) continue;
+Logger::Passed Logger::CatchUp(const std::string& code) {
+  SendAK(attribution_.Mark(), "");
+  Passed passed;
+  for (int frames = 0; frames <= kMostPassed; ++frames) {
+    AKReply reply;
+    try {
+      reply = ParseReply(wire_.ReceiveFrame(), address_.station);
+    } catch (const Failure& failure) {
+      // Of refusals by another channel none tells whose it is; the last one is the mark's.
+      if (failure.status == kNoReply && passed.mark.refused) return passed;
+      if (failure.status == kBroken) continue;
+      throw;
+    }
+    if (reply.code == code) passed.late = reply;
+    if (reply.code == kUnknown) passed.mark = reply;
+    if (attribution_.Take(reply) != Attribution::Answers::kLatest) continue;
+    passed.mark = reply;
+    for (char byte = 0; byte != kLF && wire_.TryByte(byte, kAftermath);) continue;
+    return passed;
+  }
+  throw Failure(kBroken,
+                "Replies come that were not asked for: another program talks to the "
+                "gateway.");
 }
 
-AKReply Logger::Ask(const std::string& code, const std::string& arguments) {
-  if (behind_) CatchUp();
+AKReply Logger::TakeLateReply(const std::string& code, const Failure& failure) {
+  std::string why = failure.what();
+  try {
+    const Passed passed = CatchUp(code);
+    if (passed.late) return *passed.late;
+    why = "The gateway answers, but did not answer this. " + why;
+  } catch (const Failure& again) {
+    if (!IsLoss(again)) throw;
+  }
+  throw NotKnown(failure.status, "It is not known whether " + code + " was done. " + why);
+}
+
+AKReply Logger::Ask(const std::string& code, const std::string& arguments,
+                    const std::string& repeated) {
+  const bool changes = Changes(code);
+  const auto doubt = attribution_.InDoubt();
+  if (doubt == Attribution::Doubt::kOwn || (changes && doubt == Attribution::Doubt::kOthers)) {
+    try {
+      const Passed passed = CatchUp("");
+      if (passed.mark.code == kUnknown) return passed.mark;
+    } catch (const Failure& failure) {
+      if (!IsLoss(failure)) throw;
+      throw NotSent(failure.status, code + " was not sent. " + failure.what());
+    }
+  }
   SendAK(code, arguments);
-  behind_ = true;
-  AKReply reply = TakeReply(code, ReceiveFrame());
-  behind_ = false;
-  return reply;
-}
-
-AKReply Logger::TakeReply(const std::string& code, const std::string& text) {
-  if (!ReceiveLine(kSTX + text).empty()) {
-    throw Failure(kBroken, "The reply does not end in CR LF: " + Visible(text));
+  attribution_.Sent(code, repeated);
+  try {
+    AKReply reply = TakeReply(doubt == Attribution::Doubt::kOthers);
+    // A refusal tells less; it may be that of a request of a program that was here before.
+    if (!reply.refused || IsCaughtUp()) return reply;
+  } catch (const Failure& failure) {
+    // Records are not waited for.
+    if (!changes || code == "ASTO" || !IsLoss(failure)) throw;
+    return TakeLateReply(code, failure);
   }
-  // Station character, code, blank, status condition, and the fields behind a blank.
-  const std::size_t blank = text.find(' ');
-  if (blank == std::string::npos || text[0] != address_.station) {
-    throw Failure(kBroken, "The reply is no AK reply of station " +
-                               std::string(1, address_.station) + ": " + Visible(text));
-  }
-  AKReply reply;
-  reply.code = text.substr(1, blank - 1);
-  const std::size_t end = std::min(text.find(' ', blank + 1), text.size());
-  if (!ReadWhole(text.substr(blank + 1, end - blank - 1), reply.status)) {
-    throw Failure(kBroken, "The reply has no status condition: " + Visible(text));
-  }
-  if (end < text.size()) reply.fields = text.substr(end + 1);
-  const bool unknown = reply.code == kUnknown;
-  if (!unknown && reply.code != code) {
-    throw Failure(kBroken, "The reply is for another request: " + Visible(text));
-  }
-  reply.refused = unknown || reply.fields == "SE";
-  return reply;
-}
-
-void RequireDone(const AKReply& reply, const std::string& request) {
-  if (!reply.refused) return;
-  throw Failure(
-      kRefused,
-      request + (reply.code == kUnknown ? " refused: unknown, or another channel." : " refused."));
+  const Passed passed = CatchUp("");
+  return passed.mark.code == kUnknown ? passed.mark : Ask(code, arguments, repeated);
 }
 
 AKReply Logger::ReadRegister(int number) {
-  AKReply reply = Ask("AREG", std::to_string(number));
-  if (reply.refused) return reply;
-  const std::string echo = std::to_string(number) + " ";
-  if (reply.fields.compare(0, echo.size(), echo) != 0) {
-    throw Failure(kBroken, "The reply is for another register: " + Visible(reply.fields));
-  }
-  reply.fields.erase(0, echo.size());
+  const std::string repeated = std::to_string(number);
+  AKReply reply = Ask("AREG", repeated, repeated);
+  if (!reply.refused) reply.fields.erase(0, repeated.size() + 1);
   return reply;
 }
 
 AKReply Logger::WriteRegister(int number, const std::string& value) {
-  AKReply reply = Ask("EREG", std::to_string(number) + " " + value);
-  if (!reply.refused && reply.fields != std::to_string(number)) {
-    throw Failure(kBroken, "The reply is for another register: " + Visible(reply.fields));
-  }
-  return reply;
+  const std::string repeated = std::to_string(number);
+  return Ask("EREG", repeated + " " + value, repeated);
 }
 
 RegisterListing Logger::ListRegisters() {
   RegisterListing listing;
   listing.reply = Ask("LPRC");
   if (listing.reply.refused) return listing;
-  behind_ = true;
+  attribution_.Sent("LPRC");  // The listing is still to come.
   listing.highest = Count(listing.reply);
-  std::istringstream names(ReceiveLine("LPRC "));
-  behind_ = false;
+  std::istringstream names(wire_.ReceiveLine("LPRC "));
+  attribution_.Done();
   for (std::string name; std::getline(names, name, ',');) listing.names.push_back(name);
   return listing;
-}
-
-int Logger::Count(const AKReply& reply) {
-  int count = 0;
-  if (!ReadWhole(reply.fields, count) || count < 0) {
-    throw Failure(kBroken, "The reply has no number: " + Visible(reply.fields));
-  }
-  return count;
 }
 
 Records Logger::NextRecords(long count) {
   Records records;
   records.reply = Ask("ASTO", std::to_string(count));
   if (records.reply.refused) return records;
-  behind_ = true;
+  attribution_.Sent("ASTO");  // The records are still to come.
   const int announced = Count(records.reply);
   if (announced > count) {
     throw Failure(kBroken, "More records than were asked for: " + std::to_string(announced));
   }
   while (static_cast<long>(records.lines.size()) < announced) {
     records.lines.push_back(
-        ReceiveLine("record " + std::to_string(records.lines.size() + 1) + ": "));
+        wire_.ReceiveLine("record " + std::to_string(records.lines.size() + 1) + ": "));
   }
   // A pointer that could not be moved is told only behind the records.
   char byte = 0;
-  if (announced > 0 && line_.Receive(byte, kAftermath)) {
-    records.pointerMoved = false;
-    if (byte != kSTX || !TakeReply("ASTO", ReceiveText()).refused) {
+  if (announced > 0 && wire_.TryByte(byte, kAftermath)) {
+    const std::string behind = byte == kSTX ? wire_.ReceiveText() : "";
+    if (behind.compare(0, 5, address_.station + std::string("ASTO")) != 0 ||
+        !ParseReply(behind, address_.station).refused) {
       throw Failure(kBroken, "The records are followed by something else than the next reply.");
     }
+    wire_.ReceiveLine(behind);
+    records.pointerMoved = false;
   }
-  behind_ = false;
+  attribution_.Done();
   return records;
 }
 
@@ -199,35 +187,42 @@ AKReply Logger::Header() {
   return reply;
 }
 
+/// The gateway knows DA: what it refuses is never that, but one of these.
+void Logger::CatchUpInGNP() {
+  wire_.SendGNP("??");
+  while (wire_.ReceiveFrame() != kUnknownCommand) continue;
+}
+
 MDFrame Logger::Data() {
-  const std::string request = kSTX + ("DA" + address_.id) + kETX;
-  line_.Send(request + CheckValueOf(request));
-  const std::string text = ReceiveFrame();
-  if (text == kUnknownCommand) throw Failure(kRefused, text);
+  if (behindInGNP_) CatchUpInGNP();
+  wire_.SendGNP("DA" + address_.id);
+  behindInGNP_ = true;
+  std::string text;
+  do text = wire_.ReceiveFrame();
+  while (text == kUnknownCommand);
   MDFrame frame;
   frame.blocks = ParseMDText(text);
   const std::string covered = kSTX + text + kETX;
-  frame.checkValue = NextByte(covered, "");
-  frame.checkValue += NextByte(covered, "");
+  frame.checkValue = wire_.ReceiveByte(covered);
+  frame.checkValue += wire_.ReceiveByte(covered);
   if (frame.checkValue != CheckValueOf(covered)) {
     throw Failure(kBroken, "The check value is " + Visible(frame.checkValue) + ", it should be " +
                                CheckValueOf(covered) + ".");
   }
-  for (char byte = 0; frame.responseEnd.size() < 3 && line_.Receive(byte, kAftermath);) {
+  for (char byte = 0; frame.responseEnd.size() < 3 && wire_.TryByte(byte, kAftermath);) {
     frame.responseEnd += byte;
   }
-  line_.GetTranscript().EndLine();
+  behindInGNP_ = false;
+  wire_.EndReply();
   return frame;
 }
 
 std::string Logger::Raw(const std::string& text, bool gnp) {
-  const std::string frame = kSTX + text + kETX;
-  line_.Send(gnp ? frame + CheckValueOf(frame) : frame);
-  behind_ = true;
-  std::string answer(1, NextByte("", ""));
-  for (char byte = 0; answer.size() < kLongestText && line_.Receive(byte, milliseconds(300));) {
+  gnp ? wire_.SendGNP(text) : wire_.SendAK(text);
+  attribution_.SentUnknown();
+  std::string answer(1, wire_.ReceiveByte(""));
+  for (char byte = 0; answer.size() < kLongestText && wire_.TryByte(byte, milliseconds(300));) {
     answer += byte;
   }
-  behind_ = false;
   return answer;
 }

@@ -2,26 +2,17 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "line/failure.h"
 #include "line/line.h"
+#include "logger/address.h"
+#include "logger/attribution.h"
 #include "logger/md_frame.h"
-
-/// How the console addresses the gateway.
-struct Address {
-  char station = '4';          ///< first character of every AK request and reply
-  std::string channel = "K0";  ///< channel of the AK station, two characters
-  std::string id;              ///< instrument id of GNP requests, three digits; empty sends none
-};
-
-/// A whole AK reply.
-struct AKReply {
-  std::string code;    ///< function code as the gateway repeats it
-  int status = 0;      ///< status condition of the instrument
-  std::string fields;  ///< all behind the blank that follows the status condition
-  bool refused = false;
-};
+#include "logger/reply.h"
+#include "logger/wire.h"
 
 /// The records that an ASTO request brought.
 struct Records {
@@ -37,15 +28,34 @@ struct RegisterListing {
   std::vector<std::string> names;
 };
 
+/// A request was not even sent, because one before it is still unanswered.
+struct NotSent : Failure {
+  using Failure::Failure;
+};
+
+/// A request was sent, and it is not known whether it was done.
+struct NotKnown : Failure {
+  using Failure::Failure;
+};
+
 /// Asks one request at a time. Throws Failure, kNoReply or kBroken; a request that the gateway
-/// refuses is returned as such.
+/// refuses is returned as such. No reply is taken for that to another request (attribution.h).
 class Logger {
  public:
-  Logger(Line& line, Address address, std::chrono::milliseconds patience)
-      : line_(line), address_(std::move(address)), patience_(patience) {}
+  Logger(Line& line, Address address, std::chrono::milliseconds patience);
+  Logger(const Logger&) = delete;
+  Logger& operator=(const Logger&) = delete;
 
-  /// An AK request with any function code.
-  AKReply Ask(const std::string& code, const std::string& arguments = "");
+  /// From now on.
+  void SetAddress(const Address& address) { address_ = address; }
+  const Address& GetAddress() const { return address_; }
+  void SetPatience(std::chrono::milliseconds patience) { wire_.SetPatience(patience); }
+
+  /// An AK request with any function code; `repeated` is the field that the reply begins with
+  /// unless it is refused, if any. Functions that change something throw NotKnown when they were
+  /// not answered.
+  AKReply Ask(const std::string& code, const std::string& arguments = "",
+              const std::string& repeated = "");
 
   /// AREG; `fields` of the reply is the value alone.
   AKReply ReadRegister(int number);
@@ -58,28 +68,30 @@ class Logger {
   /// LDHD; the reply's `fields` are the names of the record fields with commas.
   AKReply Header();
 
-  /// The GNP data reply; throws Failure(kRefused) when the gateway does not know the command.
+  /// The GNP data reply.
   MDFrame Data();
 
   /// Sends this text in an AK frame, or in a GNP frame with its check value, and returns everything
   /// that comes back until the line falls silent.
   std::string Raw(const std::string& text, bool gnp);
 
+  /// Whether the gateway has answered all that it was asked, or has passed over it.
+  bool IsCaughtUp() const { return attribution_.InDoubt() == Attribution::Doubt::kNone; }
+
  private:
+  /// What came until the gateway had caught up.
+  struct Passed {
+    AKReply mark;                 // its reply: unknown, or another channel
+    std::optional<AKReply> late;  // the reply to the request that was given up
+  };
   void SendAK(const std::string& code, const std::string& arguments);
-  void CatchUp();
-  char NextByte(const std::string& before, const std::string& text);
-  std::string ReceiveFrame();  ///< the text of the next frame
-  std::string ReceiveText();   ///< the same behind its STX
-  std::string ReceiveLine(const std::string& what);
-  AKReply TakeReply(const std::string& code, const std::string& text);
-  static int Count(const AKReply& reply);
+  Passed CatchUp(const std::string& code);
+  AKReply TakeReply(bool others);
+  AKReply TakeLateReply(const std::string& code, const Failure& failure);
+  void CatchUpInGNP();
 
-  Line& line_;
   Address address_;
-  std::chrono::milliseconds patience_;
-  bool behind_ = false;  // something of the last reply may still be on its way
+  Wire wire_;
+  Attribution attribution_;
+  bool behindInGNP_ = false;  // the last GNP request was given up
 };
-
-/// Throws Failure(kRefused) when the request was refused.
-void RequireDone(const AKReply& reply, const std::string& request);

@@ -49,9 +49,12 @@ TEST_F(Console, AnswersItsCommands) {
       {{"ssto", "-9"}, 0, "database pointer moved\n", ""},
       {{"asto", "1"}, 0, "2020-01-01  00:05:00  2\n", ""},
       {{"sf", "03"}, 0, "SF03 done\n", ""},
-      {{"sf", "99"}, 4, "", "SF99 refused."},
-      {{"--channel", "V9", "lcfg"}, 4, "", "LCFG refused: unknown, or another channel."},
-      {{"--station", "5", "--timeout", "0.3", "lcfg"}, 3, "", "No reply. Check the protocol"},
+      {{"sf", "99"}, 4, "", "SF99 refused: there is no such function"},
+      {{"--channel", "V9", "lcfg"}, 4, "", "LCFG refused ("},
+      {{"--station", "5", "--timeout", "0.3", "lcfg"},
+       3,
+       "",
+       "No reply, not a byte. The instrument may have another"},
       {{"raw", "4LCFG", "K0"}, 0, "<STX>4LCFG 0 2<ETX><CR><LF>\n", ""},
       {{"raw", "4XXXX K0"}, 4, "<STX>4???? 0 SE<ETX><CR><LF>\n", "Refused."},
       {{"--trace", "lcfg"},
@@ -73,7 +76,10 @@ TEST_F(Console, AnswersItsCommands) {
       {{"ereg", "qmxRS232Mode", "1"}, 0, "qmxRS232Mode is set\n", ""},
       {{"da"}, 0, "check value", ""},
       {{"--json", "--id", "001", "da"}, 0, "\"operating\":\"mode 1\",\"errors\":[]", ""},
-      {{"--id", "002", "--timeout", "0.3", "da"}, 3, "", "No reply. Check the protocol"},
+      {{"--id", "002", "--timeout", "0.3", "da"},
+       3,
+       "",
+       "No reply, not a byte. The instrument may have another id than 002"},
       {{"--protocol", "gnp", "raw", "XY"}, 4, "<STX>Unknown command.<ETX><CR><LF>\n", "Refused."},
   };
   for (const auto& row : kTable) {
@@ -101,7 +107,8 @@ TEST_F(Console, ReadsCommandsLineByLine) {
   EXPECT_EQ(ended.output.compare(0, 23, "instrument type 2\nRead "), 0) << ended.output;
   EXPECT_NE(ended.output.find("\nquit "), std::string::npos) << ended.output;
   EXPECT_EQ(Timeless(ended.errors),
-            "There is no command bogus; \"help\" lists them.\nSF99 refused.\n"
+            "There is no command bogus; \"help\" lists them.\n"
+            "SF99 refused: there is no such function, but 03, 06, 09, 17, 25 and 26.\n"
             "TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>\n");
 }
 

@@ -31,6 +31,19 @@ inline std::string Timeless(const std::string& text) {
   return std::regex_replace(std::regex_replace(text, kTime, "TIME"), kStart, "START");
 }
 
+/// The next request of the console on a line that the test plays. The functions that no gateway
+/// knows, by which the console tells late replies, are refused, behind what is given.
+inline std::string ReceiveRequest(const Line& line, const std::string& late = "") {
+  static const std::regex kMark("\x02(4SF[a-zA-Z].) K0\x03");
+  std::smatch mark;
+  std::string request = line.ReceiveUntil("\x03");
+  while (std::regex_match(request, mark, kMark)) {
+    line.Send(late + Reply(mark.str(1) + " 0 SE"));
+    request = line.ReceiveUntil("\x03");
+  }
+  return request;
+}
+
 class Console : public testing::Test {
  protected:
   Ended Ask(std::vector<std::string> words) {

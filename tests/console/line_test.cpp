@@ -15,15 +15,18 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
     const char* told;
   } kTable[] = {
       {{"lcfg"}, "x<x00><ETX>~<STX>4LCFG 0 5<ETX><CR><LF>", 0, "instrument type 5"},
-      {{"lcfg"}, "noise", 3, "No reply."},
+      {{"lcfg"}, "noise", 3, "No reply: what came is no frame: noise."},
+      {{"lcfg"}, "<STX>4LCFG K0<ETX>", 3, "No reply. What is sent comes back"},
+      {{"lcfg"}, "<STX>4LCFG K0<ETX><STX>4LCFG 0 5<ETX><CR><LF>", 0, "instrument type 5"},
+      {{"lcfg"}, "<STX>4LC<STX>4LCFG 0 5<ETX><CR><LF>", 0, "instrument type 5"},
       {{"lcfg"}, "<STX>4LCFG 0", 5, "The reply breaks off: <STX>4LCFG 0"},
       {{"lcfg"}, "<STX>4LCFG 0 5<ETX><LF><CR><CR><LF>", 5, "The reply does not end in CR LF"},
       {{"lcfg"}, "<STX>4LCFG x 5<ETX><CR><LF>", 5, "The reply has no status condition"},
       {{"lcfg"}, "<STX>5LCFG 0 5<ETX><CR><LF>", 5, "The reply is no AK reply of station 4"},
       {{"lcfg"}, "<STX>4AREG 0 5<ETX><CR><LF>", 5, "The reply is for another request"},
-      {{"areg", "7"}, "<STX>4AREG 0 8 5<ETX><CR><LF>", 5, "The reply is for another register"},
+      {{"areg", "7"}, "<STX>4AREG 0 8 5<ETX><CR><LF>", 5, "The reply is for another request"},
       {{"areg", "7"}, "<STX>4AREG 0 7 <x1B>[2J<ETX><CR><LF>", 0, "7  <x1B>[2J"},
-      {{"ereg", "7", "5"}, "<STX>4EREG 0 8<ETX><CR><LF>", 5, "The reply is for another register"},
+      {{"ereg", "7", "5"}, "<STX>4EREG 0 8<ETX><CR><LF>", 5, "The reply is for another request"},
       {{"lprc"}, "<STX>4LPRC 0 n<ETX><CR><LF>", 5, "The reply has no number"},
       {{"asto", "2"}, "<STX>4ASTO 0 3<ETX><CR><LF>", 5, "More records than were asked for"},
       {{"asto", "2"}, "<STX>4ASTO 0 1<ETX><CR><LF>a,b<CR><LF>c", 5, "something else"},
@@ -46,7 +49,7 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
     std::vector<std::string> command = {Program("qmx-console"), line.Device(), "--timeout", "0.3"};
     command.insert(command.end(), row.words.begin(), row.words.end());
     Child console(command);
-    EXPECT_FALSE(line.ReceiveUntil("\x03").empty());
+    EXPECT_FALSE(ReceiveRequest(line).empty());
     line.Send(Bytes(row.reply));
     EXPECT_EQ(console.Wait(), row.status) << row.reply;
     EXPECT_NE((console.Output() + console.Errors()).find(row.told), std::string::npos)
@@ -55,18 +58,32 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
   }
 }
 
+/// One after the other in one console: a reply that comes late, and other programs' replies.
 TEST(ConsoleLine, TakesNoLateReplyForTheNextOne) {
   const Line line;
   Child console({"sh", "-c",
-                 "printf 'areg 7\\nareg 7\\n' | " + Program("qmx-console") + " --timeout 0.3 " +
-                     line.Device()});
-  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4AREG K0 7"));
-  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4???? K0"));
-  line.Send(Reply("4AREG 0 7 late") + Reply("4???? 0 SE"));
-  EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4AREG K0 7"));
+                 "printf 'areg 7\\nareg 7\\nereg 7 5\\nda\\nda\\n' | " + Program("qmx-console") +
+                     " --timeout 0.3 " + line.Device() + " 2>&1"});
+  EXPECT_EQ(ReceiveRequest(line), Request("4AREG K0 7"));
+  line.Send(Reply("4EREG 0 7") + Reply("4AREG 0 8 other"));
+  EXPECT_EQ(ReceiveRequest(line, Reply("4AREG 0 7 late")), Request("4AREG K0 7"));
   line.Send(Reply("4AREG 0 7 fresh"));
+  EXPECT_EQ(ReceiveRequest(line), Request("4EREG K0 7 5"));
+  EXPECT_EQ(ReceiveRequest(line, Reply("4EREG 0 7")), "\r" + Request("DA"));
+  EXPECT_EQ(line.ReceiveUntil("\x03"), "04\r" + Request("\x3F?"));
+  const std::string late = Bytes("<STX>MD01 001 +1234-02 04 00 001 012    <ETX>3E");
+  const std::string fresh = Bytes("<STX>MD01 001 +1234-02 04 00 001 013    <ETX>3F");
+  line.Send(late + Reply("Unknown command."));
+  EXPECT_EQ(line.ReceiveUntil("\x03"), "01\r" + Request("DA"));
+  line.Send(Reply("Unknown command.") + fresh);
   EXPECT_EQ(console.Wait(), 3);
-  EXPECT_EQ(console.Output(), "7  fresh\n");
+  const std::string output = console.Output();
+  EXPECT_EQ(
+      output.compare(0, 66, "The reply is for another request: 4AREG 0 8 other\n7  fresh\n7 is se"),
+      0)
+      << output;
+  EXPECT_EQ(output.find("012"), std::string::npos) << output;
+  EXPECT_NE(output.find("register 013"), std::string::npos) << output;
 }
 
 TEST(ConsoleLine, RecordsWhatPasses) {
