@@ -7,7 +7,11 @@ CLI::App* Commands::Add(const std::string& name, const std::string& help, const 
   CLI::App* command = parser_.add_subcommand(name, help);
   command->fallthrough();
   command->callback([command, name, session = session_, run] {
-    Session& current = session();
+    Session* const given = session();
+    if (given == nullptr) {
+      throw Failure(kUsage, "DEVICE is required: the serial device, such as /dev/ttyUSB0.");
+    }
+    Session& current = *given;
     if (current.gnp && name != "da" && name != "raw") {
       throw Failure(kUsage, name + " is an AK command; --protocol gnp has da and raw.");
     }
@@ -23,7 +27,15 @@ CLI::App* Commands::AddWithWords(const std::string& name, const std::string& hel
   return command;
 }
 
-void AddCommands(CLI::App& parser, const std::function<Session&()>& session) {
+CLI::App* Commands::AddForDesk(const std::string& name, const std::string& help,
+                               const std::function<void(Session*)>& run) const {
+  CLI::App* command = parser_.add_subcommand(name, help);
+  command->fallthrough();
+  command->callback([session = session_, run] { run(session()); });
+  return command;
+}
+
+void AddCommands(CLI::App& parser, const GetSession& session) {
   const Commands commands(parser, session);
   AddRegisterCommands(commands);
   AddRecordCommands(commands);

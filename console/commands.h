@@ -12,14 +12,17 @@
 /// A command's words that are no options.
 using Words = std::vector<std::string>;
 
-/// Adds commands to a parser. A command runs while it is parsed; it calls `session` first, which
-/// may open the line, and throws Failure.
+/// Where commands get what they work with from: may open the line, and throws Failure; null when no
+/// line is named.
+using GetSession = std::function<Session*()>;
+
+/// Adds commands to a parser. A command runs while it is parsed; it gets the session first, and
+/// throws Failure.
 class Commands {
  public:
   using Run = std::function<void(Session&, const Words&)>;
 
-  Commands(CLI::App& parser, std::function<Session&()> session)
-      : parser_(parser), session_(std::move(session)) {}
+  Commands(CLI::App& parser, GetSession session) : parser_(parser), session_(std::move(session)) {}
 
   CLI::App* Add(const std::string& name, const std::string& help, const Run& run) const;
 
@@ -27,17 +30,21 @@ class Commands {
   /// sign.
   CLI::App* AddWithWords(const std::string& name, const std::string& help, const Run& run) const;
 
+  /// The same for a command that can do without a line: the session is null then.
+  CLI::App* AddForDesk(const std::string& name, const std::string& help,
+                       const std::function<void(Session*)>& run) const;
+
  private:
   CLI::App& parser_;
-  std::function<Session&()> session_;
+  GetSession session_;
 };
 
 void AddRegisterCommands(const Commands& commands);  ///< areg, ereg, lprc, registers, watch
-void AddRecordCommands(const Commands& commands);    ///< ssto, asto, ldhd, download
+void AddRecordCommands(const Commands& commands);    ///< ssto, asto, ldhd, download, report
 void AddControlCommands(const Commands& commands);   ///< lcfg, sf, da, raw
 
 /// All of them.
-void AddCommands(CLI::App& parser, const std::function<Session&()>& session);
+void AddCommands(CLI::App& parser, const GetSession& session);
 
 /// A check for options that are numbers of so many digits.
 std::function<std::string(const std::string&)> Digits(std::size_t count);

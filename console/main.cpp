@@ -27,8 +27,7 @@ struct Options {
 void AddOptions(CLI::App& app, Options& options) {
   app.set_version_flag("--version", QMX_VERSION);
   app.add_option("DEVICE", options.device,
-                 "Serial device, such as /dev/ttyUSB0, or tcp://HOST:PORT")
-      ->required();
+                 "Serial device, such as /dev/ttyUSB0, or tcp://HOST:PORT");
   app.add_option("--station", options.station, "AK station, one character")
       ->check([](const std::string& text) { return text.size() == 1 ? "" : "one character"; })
       ->capture_default_str();
@@ -83,15 +82,19 @@ int main(int argc, char* argv[]) {
       "The data logger's side of the serial line of qmx-gateway. Without a command: a prompt."};
   AddOptions(app, options);
   std::optional<Workplace> workplace;
-  const auto session = [&]() -> Session& {
+  const auto session = [&]() -> Session* {
+    if (!workplace && options.device.empty()) return nullptr;
     if (!workplace) workplace.emplace(options);
-    return workplace->GetSession();
+    return &workplace->GetSession();
   };
   AddCommands(app, session);
   app.require_subcommand(0, 1);
   try {
     app.parse(argc, argv);
-    if (app.get_subcommands().empty()) return Prompt(session());
+    if (app.get_subcommands().empty()) {
+      if (session() == nullptr) throw CLI::RequiredError("DEVICE");
+      return Prompt(*session());
+    }
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kUsage;
   } catch (const Failure& failure) {

@@ -1,9 +1,11 @@
+#include <iostream>
 #include <memory>
 
 #include "commands.h"
 #include "line/failure.h"
 #include "line/visible.h"
 #include "records/download.h"
+#include "records/record_page.h"
 
 namespace {
 
@@ -37,6 +39,24 @@ void MovePointer(Session& session, const Words& words) {
   AskPlain(session, "SSTO", words[0], "database pointer moved");
 }
 
+/// The instrument as it is now, for the page.
+Facts InstrumentFacts(Session& session) {
+  const AKReply type = session.logger.Ask("LCFG");
+  Facts facts = {{"status condition", std::to_string(type.status)},
+                 {"instrument type (LCFG)", type.refused ? "refused" : type.fields}};
+  for (const std::string& name : session.numbers.Names()) {
+    const AKReply reply = session.logger.ReadRegister(session.numbers.Number(name));
+    facts.emplace_back(name, reply.refused ? "refused" : Visible(reply.fields));
+  }
+  return facts;
+}
+
+void MakePage(Session* session, const RecordPageOptions& options) {
+  const Facts facts = session == nullptr ? Facts() : InstrumentFacts(*session);
+  const std::string path = WriteRecordPage(options, facts, "");
+  if (path != "-") std::cout << path << " shows the records; it opens in any browser." << std::endl;
+}
+
 }  // namespace
 
 void AddRecordCommands(const Commands& commands) {
@@ -61,4 +81,9 @@ void AddRecordCommands(const Commands& commands) {
   command->add_option("--batch", download->batch, "Records asked for at a time")
       ->check(CLI::Range(2L, 1000000L))
       ->capture_default_str();
+  const auto page = std::make_shared<RecordPageOptions>();
+  command = commands.AddForDesk("report", "A page of records to look at: report FILE.csv...",
+                                [page](Session* s) { MakePage(s, *page); });
+  command->add_option("FILE", page->files, "Files that download has written")->required();
+  command->add_option("-o,--output", page->page, "The page; the first file's name with .html");
 }

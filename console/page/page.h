@@ -1,0 +1,24 @@
+// Pages that open anywhere: each is one file with all that it shows, and asks no server.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <string_view>
+
+/// Text as it stands between the tags of a page, or between the quotation marks of an attribute.
+/// Bytes that are no UTF-8 are shown by their code: the line knows no encoding.
+std::string HtmlText(const std::string& text);
+
+/// The head of a page up to the start of its body, with the look that all pages share and the style
+/// given.
+void BeginPage(std::ostream& page, const std::string& title, std::string_view style = {});
+
+/// "made by qmx-console VERSION on DATE", and the end.
+void EndPage(std::ostream& page);
+
+/// A page's own files, and those of the library that plots (dygraphs), with its licence.
+std::string_view RecordsStyle();
+std::string_view RecordsScript();
+std::string_view PlotStyle();
+std::string_view PlotScript();
+std::string_view PlotLicence();
