@@ -12,8 +12,8 @@ CLI::App* Commands::Add(const std::string& name, const std::string& help, const 
       throw Failure(kUsage, "DEVICE is required: the serial device, such as /dev/ttyUSB0.");
     }
     Session& current = *given;
-    if (current.gnp && name != "da" && name != "raw") {
-      throw Failure(kUsage, name + " is an AK command; --protocol gnp has da and raw.");
+    if (current.gnp && name != "da" && name != "raw" && name != "listen") {
+      throw Failure(kUsage, name + " is an AK command; --protocol gnp has da, raw and listen.");
     }
     run(current, command->remaining());
   });

@@ -41,7 +41,7 @@ class Commands {
 
 void AddRegisterCommands(const Commands& commands);  ///< areg, ereg, lprc, registers, watch
 void AddRecordCommands(const Commands& commands);    ///< ssto, asto, ldhd, download, report
-void AddControlCommands(const Commands& commands);   ///< lcfg, sf, da, raw
+void AddControlCommands(const Commands& commands);   ///< lcfg, sf, da, raw, listen
 
 /// All of them.
 void AddCommands(CLI::App& parser, const GetSession& session);

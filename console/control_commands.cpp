@@ -4,6 +4,7 @@
 #include "commands.h"
 #include "line/failure.h"
 #include "serial/control_bytes.h"
+#include "views/listen.h"
 
 namespace {
 
@@ -47,4 +48,13 @@ void AddControlCommands(const Commands& commands) {
                [](Session& s, const Words&) { s.report.Show(s.logger.Data()); });
   commands.AddWithWords("raw", "Send a text in a frame and show all that comes back: raw TEXT",
                         AskRaw);
+  const auto listening = std::make_shared<ListenOptions>();
+  CLI::App* listen =
+      commands.Add("listen", "Send nothing, and show what others say: listen [OTHER_DEVICE]",
+                   [listening](Session& s, const Words&) { Listen(s, *listening); });
+  listen->add_option("OTHER_DEVICE", listening->other,
+                     "A second adapter, for the other direction of a Y cable");
+  listen->add_option("--for", listening->seconds, "End after so many seconds; 0 goes on")
+      ->check(CLI::Range(0.0, 1e9))
+      ->capture_default_str();
 }

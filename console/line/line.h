@@ -25,6 +25,12 @@ class Line {
   /// unless it is to abort the command (interrupt.h). Throws Failure(kNoDevice).
   bool Receive(char& byte, std::chrono::milliseconds wait);
 
+  /// The same without the transcript: whose bytes they are is to be found out first.
+  bool Hear(char& byte, std::chrono::milliseconds wait) { return Read(byte, wait); }
+
+  /// What to poll(2) for bytes to hear; -1 when there is nothing.
+  virtual int ToPoll() const { return -1; }
+
   Transcript& GetTranscript() { return *transcript_; }
 
  protected:

@@ -11,6 +11,8 @@ class SerialLine : public Line {
   /// if another program has it locked or open.
   SerialLine(std::string device, std::shared_ptr<Transcript> transcript);
 
+  int ToPoll() const override { return port_.Number(); }
+
  protected:
   bool Open() override;
   void Write(const std::string& bytes) override;

@@ -11,6 +11,8 @@ class TcpLine : public Line {
   /// `name` is "tcp://HOST:PORT", an IPv6 address in brackets.
   TcpLine(const std::string& name, std::shared_ptr<Transcript> transcript);
 
+  int ToPoll() const override { return connection_.Number(); }
+
  protected:
   bool Open() override;
   void Write(const std::string& bytes) override;

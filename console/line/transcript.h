@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string>
 
+/// Who is meant to have the bytes.
 enum class Direction : char { kToGateway = '>', kToLogger = '<' };
 
 class Transcript {

@@ -128,6 +128,10 @@ bool FrameDecoder::IsWhole() const {
   return !shape.gnpData || behind.size() == check + kResponseEnd;
 }
 
+bool FrameDecoder::MayEnd() const {
+  return textEnd_ != 0 && Judge(bytes_, textEnd_).problem.empty();
+}
+
 void FrameDecoder::Finish(std::vector<Frame>& found) {
   if (bytes_.empty()) return;
   found.push_back(Judge(bytes_, textEnd_));

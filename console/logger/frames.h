@@ -35,6 +35,9 @@ class FrameDecoder {
   /// own.
   std::vector<Frame> Add(char byte);
 
+  /// Whether what is at hand is whole if nothing more comes.
+  bool MayEnd() const;
+
   /// Nothing more comes for now: returns what is at hand, whole or not, if there is anything. What
   /// a reply has announced is still waited for.
   std::vector<Frame> End();

@@ -26,7 +26,7 @@ inline Ended RunToEnd(const std::vector<std::string>& command) {
 /// A trace or a recording with TIME and START in place of its times.
 inline std::string Timeless(const std::string& text) {
   static const std::regex kTime(
-      "(\\d{4}-\\d\\d-\\d\\dT)?\\d\\d:\\d\\d:\\d\\d[.]\\d{3}(\\d{3}[+-]\\d{4})?(?= [<>] )");
+      "(\\d{4}-\\d\\d-\\d\\dT)?\\d\\d:\\d\\d:\\d\\d[.]\\d{3}((\\d{3})?[+-]\\d{4})?");
   static const std::regex kStart("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d[+-]\\d{4}");
   return std::regex_replace(std::regex_replace(text, kTime, "TIME"), kStart, "START");
 }

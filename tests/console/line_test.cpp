@@ -135,6 +135,7 @@ TEST_F(Console, FindsOutWhoHasThePort) {
     EXPECT_EQ(ended.status, 2);
     EXPECT_EQ(ended.errors, device + " is in use by " + owner + ").\n");
   };
+  EXPECT_EQ(Ask({"lcfg"}).status, 0);
   refused(LabPath("port"), "qmx-gateway (process " + std::to_string(gateway_.Id()));
   const Line line;
   Child user({Program("qmx-console"), line.Device(), "--timeout", "30", "lcfg"});
