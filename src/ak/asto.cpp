@@ -5,15 +5,12 @@
 #include "base/number.h"
 #include "core/gateway.h"
 #include "db/column_order.h"
+#include "db/records.h"
 #include "db/result.h"
+#include "registers/own_registers.h"
 #include "serial/control_bytes.h"
 
 namespace {
-
-constexpr char kChosenColumns[] =
-    "SELECT time_stamp,%s FROM %s WHERE (time_stamp>'%s') ORDER BY time_stamp LIMIT %d;\n";
-constexpr char kAllColumns[] =
-    "SELECT * FROM %s WHERE (time_stamp>'%s') ORDER BY time_stamp LIMIT %d;\n";
 
 /// Whether every record's first field can become the database pointer, which a cut time stamp
 /// would set to a wrong position. Leaves the result at its first row.

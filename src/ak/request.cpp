@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "core/gateway.h"
+#include "registers/own_registers.h"
 
 // An AK request, by index:
 //
@@ -14,19 +15,19 @@ void CGateway::HandleAKRequest() {
     std::perror("Error: command is too long.\n");
     return;
   }
-  if (!ReadInteger("qmxAKStationCode.0")) {
+  if (!ReadInteger(kAKStationCode)) {
     std::perror("Unable to get station number.");
     return;
   }
   char station[12];
   FormatText(station, "%d", value.intValue);
   stationCharacter[0] = station[0];
-  if (!ReadText("qmxAKChannelNumber.0")) {
+  if (!ReadText(kAKChannelNumber)) {
     std::perror("Unable to get channel number.");
     return;
   }
   CopyText(channelText, value.strValue);
-  if (!ReadInteger("qmxStatusCondition.0")) {
+  if (!ReadInteger(kStatusCondition)) {
     std::perror("Unable to get status code.");
     return;
   }

@@ -5,10 +5,10 @@
 
 #include "ak/clock_command.h"
 #include "core/gateway.h"
+#include "registers/own_registers.h"
 
 namespace {
 
-constexpr char kOperatingMode[] = "qmxOperatingMode.0";
 constexpr char kSetFailed[] = "Error: Could not set the register value.\n";
 
 struct ControlFunction {
@@ -56,7 +56,7 @@ int CGateway::HandleSF() {
 }
 
 const char* CGateway::SetClock() {
-  if (!ReadText("qmxAKSetTime.0")) return "Error: Could not get the register value.\n";
+  if (!ReadText(kAKSetTime)) return "Error: Could not get the register value.\n";
   const bool fits = CopyText(setTime, value.strValue);
   if (snmp.SetInteger(kOperatingMode, 5) != 0) return kSetFailed;
   char command[kClockCommandSize];
@@ -65,7 +65,7 @@ const char* CGateway::SetClock() {
       std::system(command) != 0) {  // NOLINT(cert-env33-c): the shell finds date through PATH
     return "Error: Set Time failed.\n";
   }
-  if (snmp.SetString("qmxCommand.0", "SETTIME") != 0) return kSetFailed;
+  if (snmp.SetString(kCommand, "SETTIME") != 0) return kSetFailed;
   if (snmp.SetInteger(kOperatingMode, 1) != 0) return kSetFailed;
   return nullptr;
 }

@@ -5,6 +5,7 @@
 #include "base/number.h"
 #include "core/gateway.h"
 #include "db/result.h"
+#include "registers/own_registers.h"
 
 namespace {
 

@@ -17,12 +17,13 @@ CGateway::CGateway()
       sfCode{"00"},
       databasePointer{},
       setTime{},
-      tableName{"LogEntry"},
+      tableName{},
       database{},
       requestedRecords(0),
       returnedRows(0),
       currentMode(0),
       operatingStatus(2) {
+  CopyText(tableName, kDataTable);
   CopyText(devicePath, g_devicePath);
   Open();
   BuildRegisterList(registers);

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "base/text.h"
+#include "db/records.h"
 #include "registers/register_map.h"
 #include "serial/serial_port.h"
 #include "snmp/snmp.h"
@@ -148,15 +149,15 @@ class CGateway : private CSerialPort {
   char channelText[3];           ///< qmxAKChannelNumber.0, such as "K0"
   std::int32_t statusCondition;  ///< qmxStatusCondition.0, repeated by every AK reply
   CSNMP snmp;
-  SNMPValue value;                  ///< last value read from the agent
-  std::int32_t requestedPRCNumber;  ///< register number of an AREG or EREG request
-  char sfCode[3];                   ///< two-character code of an SF request
-  char databasePointer[25];         ///< time stamp of the record that the logger read last
-  char setTime[25];                 ///< date and time for the clock, as qmxAKSetTime.0 gives them
-  char tableName[256];              ///< table of the logged records
-  MYSQL database;                   ///< connection to the logged records
-  std::int32_t requestedRecords;    ///< records asked for by an ASTO request
-  std::int32_t returnedRows;        ///< records found for it
+  SNMPValue value;                       ///< last value read from the agent
+  std::int32_t requestedPRCNumber;       ///< register number of an AREG or EREG request
+  char sfCode[3];                        ///< two-character code of an SF request
+  char databasePointer[kTimeStampSize];  ///< time stamp of the record that the logger read last
+  char setTime[25];               ///< date and time for the clock, as qmxAKSetTime.0 gives them
+  char tableName[256];            ///< table of the logged records
+  MYSQL database;                 ///< connection to the logged records
+  std::int32_t requestedRecords;  ///< records asked for by an ASTO request
+  std::int32_t returnedRows;      ///< records found for it
   RegisterMap registers;
   std::int32_t currentMode;      ///< qmxRS232Mode.0 as last read: 0 AK, 1 GNP
   std::int32_t operatingStatus;  ///< GNP code of qmxOperatingMode.0 as last sent

@@ -4,12 +4,13 @@
 #include <cstdio>
 
 #include "core/gateway.h"
+#include "registers/own_registers.h"
 
 void CGateway::Run() {
   openlog("Test", LOG_PID | LOG_CONS, LOG_USER);
   ConnectDatabase();
   while (true) {
-    if (!ReadInteger("qmxRS232Mode.0")) {
+    if (!ReadInteger(kRS232Mode)) {
       std::perror("Unable to get rs232 mode.");
       sleep(1);
       continue;

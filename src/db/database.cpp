@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "core/gateway.h"
+#include "db/records.h"
 
 int CGateway::ConnectDatabase() {
   mysql_init(&database);
@@ -12,8 +13,8 @@ int CGateway::ConnectDatabase() {
     const char reconnect = 1;
     const int refused = mysql_options(&database, MYSQL_OPT_RECONNECT, &reconnect);
     if (refused != 0) return refused;
-    if (mysql_real_connect(&database, "127.0.0.1", "root", "", "twinex", 0, nullptr, 0) !=
-        nullptr) {
+    if (mysql_real_connect(&database, kDatabaseHost, kDatabaseUser, kDatabasePassword,
+                           kDatabaseName, 0, nullptr, 0) != nullptr) {
       return 0;
     }
     sleep(1);

@@ -7,6 +7,7 @@
 #include "core/gateway.h"
 #include "gnp/check_value.h"
 #include "gnp/status_codes.h"
+#include "registers/own_registers.h"
 #include "serial/control_bytes.h"
 
 namespace {
@@ -82,7 +83,7 @@ int CGateway::HandleDA() {
 void CGateway::AppendDAValue(const char* registerNumber, std::size_t& used, bool noRegister,
                              int block) {
   char component[4] = "000";
-  if (ReadInteger("qmxInstrumentID.0")) {
+  if (ReadInteger(kInstrumentID)) {
     const std::int32_t excess = value.intValue > 999 - block ? 1000 : 0;
     WriteThreeDigits(component, value.intValue - excess + block);
   } else {
@@ -93,20 +94,20 @@ void CGateway::AppendDAValue(const char* registerNumber, std::size_t& used, bool
   if (!noRegister) ReadDANumber(registerNumber, number);
 
   unsigned operating = 0x10;
-  if (ReadInteger("qmxOperatingMode.0")) {
+  if (ReadInteger(kOperatingMode)) {
     operatingStatus = OperatingStatus(value.intValue);
     operating = static_cast<unsigned>(operatingStatus);
   } else {
     std::perror("Error: Could not get the register value.\n");
   }
   unsigned error = 0;
-  if (ReadInteger("qmxStatusCondition.0")) {
+  if (ReadInteger(kStatusCondition)) {
     error = ErrorStatus(value.intValue);
   } else {
     std::perror("Unable to get status code.");
   }
   char location[4] = "001";
-  if (ReadInteger("qmxLocationID.0")) {
+  if (ReadInteger(kLocationID)) {
     WriteThreeDigits(location, value.intValue);
   } else {
     std::perror("Unable to get location id.");
@@ -139,7 +140,7 @@ void CGateway::ReadDANumber(const char* registerNumber, char* number) {
 }
 
 void CGateway::AppendResponseEnd(std::size_t& used) {
-  if (!ReadInteger("qmxResponseEnd.0")) {
+  if (!ReadInteger(kResponseEnd)) {
     std::perror("Error: Could not get the register value.\n");
     return;
   }

@@ -3,6 +3,7 @@
 
 #include "core/gateway.h"
 #include "gnp/check_value.h"
+#include "registers/own_registers.h"
 #include "serial/control_bytes.h"
 
 // A GNP request, by index; in place of the check value it may carry CR, stored twice:
@@ -19,7 +20,7 @@ void CGateway::HandleGNPRequest() {
     return;
   }
   if (length == 9) {
-    if (!ReadInteger("qmxInstrumentID.0")) {
+    if (!ReadInteger(kInstrumentID)) {
       std::perror("Unable to get Instrument ID.");
       return;
     }

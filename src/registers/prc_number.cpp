@@ -1,13 +1,14 @@
 #include <cstdio>
 
 #include "core/gateway.h"
+#include "registers/own_registers.h"
 
 int CGateway::GetPRCNumber(char* text) {
   if (text == nullptr) {
     std::perror("input variable error.");
     return 0;
   }
-  if (!ReadInteger("qmxPRCNumber.0")) {
+  if (!ReadInteger(kPRCNumber)) {
     std::perror("Unable to get prc number.");
     return 0;
   }

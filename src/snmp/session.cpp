@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "snmp/agent.h"
 #include "snmp/snmp.h"
 
 CSNMP::CSNMP() : count(0) {
@@ -8,13 +9,14 @@ CSNMP::CSNMP() : count(0) {
   // (NETSNMP_DS_LIB_DONT_PERSIST_STATE) is of no use here: it also stops the reading of snmp.conf,
   // which names the MIB modules.
   set_persistent_directory("/dev/null");
-  init_snmp("snmpapp");
+  init_snmp(kSNMPApplication);
   snmp_sess_init(&session);
-  session.peername = strdup("localhost");
+  session.peername = strdup(kAgentHost);
   session.version = SNMP_VERSION_1;
-  static unsigned char community[] = "pelmar";
+  static unsigned char community[sizeof kCommunity];
+  std::memcpy(community, kCommunity, sizeof kCommunity);
   session.community = community;
-  session.community_len = sizeof community - 1;
+  session.community_len = sizeof kCommunity - 1;
   handle = snmp_open(&session);
   if (handle == nullptr) {
     snmp_log(LOG_ERR, "something horrible happened!!!\n");

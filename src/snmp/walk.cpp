@@ -3,12 +3,10 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "snmp/agent.h"
 #include "snmp/snmp.h"
 
 namespace {
-
-/// Objects of this module are the instrument's own and take no register number.
-constexpr char kSkippedModule[] = "QMX-REGLOG-MIB";
 
 /// Makes the library print identifiers with their module, whatever its configuration asks for, and
 /// puts the configured form back.
