@@ -3,11 +3,11 @@
 #include <ctime>
 #include <iostream>
 
-#include "ak/pointer_text.h"
 #include "line/failure.h"
 #include "line/visible.h"
 #include "records/position.h"
 #include "records/record.h"
+#include "registers/own_registers.h"
 
 namespace {
 
