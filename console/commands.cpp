@@ -1,11 +1,46 @@
 #include "commands.h"
 
+#include <algorithm>
+
 #include "line/failure.h"
 #include "line/visible.h"
+
+namespace {
+
+/// Help of a command, which stands behind the device, and of words that the parser does not know.
+class CommandHelp : public CLI::Formatter {
+ public:
+  explicit CommandHelp(std::vector<Commands::Word> words = {}) : words_(std::move(words)) {}
+
+  std::string make_usage(const CLI::App* command, std::string name) const override {
+    const std::size_t program = name.rfind(' ');
+    if (program != std::string::npos && program != 0) name.insert(program, " DEVICE");
+    if (words_.empty()) return Formatter::make_usage(command, name);
+    for (const Commands::Word& word : words_) name += " " + word.name;
+    return "Usage: " + name + "\n";
+  }
+
+  std::string make_positionals(const CLI::App* command) const override {
+    std::string text = Formatter::make_positionals(command);
+    if (!words_.empty()) text += "\nPositionals:\n";
+    for (const Commands::Word& word : words_) {
+      std::string name = "  " + word.name;
+      name.resize(std::max(name.size() + 2, get_column_width()), ' ');
+      text += name + word.help + "\n";
+    }
+    return text;
+  }
+
+ private:
+  std::vector<Commands::Word> words_;
+};
+
+}  // namespace
 
 CLI::App* Commands::Add(const std::string& name, const std::string& help, const Run& run) const {
   CLI::App* command = parser_.add_subcommand(name, help);
   command->fallthrough();
+  command->formatter(std::make_shared<CommandHelp>());
   command->callback([command, name, session = session_, run] {
     Session* const given = session();
     if (given == nullptr) {
@@ -20,11 +55,13 @@ CLI::App* Commands::Add(const std::string& name, const std::string& help, const 
   return command;
 }
 
-CLI::App* Commands::AddWithWords(const std::string& name, const std::string& help,
-                                 const Run& run) const {
+void Commands::AddWithWords(const std::string& name, const std::string& help,
+                            const std::vector<Word>& words, const std::string& example,
+                            const Run& run) const {
   CLI::App* command = Add(name, help, run);
   command->allow_extras()->fallthrough(false);
-  return command;
+  command->formatter(std::make_shared<CommandHelp>(words));
+  command->footer("Example: qmx-console /dev/ttyUSB0 " + example);
 }
 
 CLI::App* Commands::AddForDesk(const std::string& name, const std::string& help,

@@ -21,14 +21,20 @@ using GetSession = std::function<Session*()>;
 class Commands {
  public:
   using Run = std::function<void(Session&, const Words&)>;
+  struct Word {
+    std::string name;
+    std::string help;
+  };
 
   Commands(CLI::App& parser, GetSession session) : parser_(parser), session_(std::move(session)) {}
 
   CLI::App* Add(const std::string& name, const std::string& help, const Run& run) const;
 
   /// The same for a command whose words are taken as they stand: a value may begin with a minus
-  /// sign.
-  CLI::App* AddWithWords(const std::string& name, const std::string& help, const Run& run) const;
+  /// sign. Its help tells what the words are, with an example.
+  void AddWithWords(const std::string& name, const std::string& help,
+                    const std::vector<Word>& words, const std::string& example,
+                    const Run& run) const;
 
   /// The same for a command that can do without a line: the session is null then.
   CLI::App* AddForDesk(const std::string& name, const std::string& help,

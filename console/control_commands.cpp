@@ -3,6 +3,7 @@
 
 #include "commands.h"
 #include "line/failure.h"
+#include "logger/no_reply.h"
 #include "serial/control_bytes.h"
 #include "views/listen.h"
 
@@ -19,9 +20,24 @@ bool IsRefusal(const std::string& text) {
          (words >> code >> status >> last && last == "SE" && !(words >> more));
 }
 
+/// What comes back, whatever it is.
+std::string Answer(Session& session, const std::string& text) {
+  try {
+    return session.logger.Raw(text, session.gnp);
+  } catch (const Failure& failure) {
+    const Address& address = session.logger.GetAddress();
+    if (failure.status != kNoReply || session.gnp || text[0] == address.station) throw;
+    throw Failure(kNoReply, std::string("No reply. A request begins with the station, such as: ") +
+                                address.station + "LCFG " + address.channel);
+  }
+}
+
 void AskRaw(Session& session, const Words& words) {
-  const std::string answer = session.logger.Raw(Joined(words, 0), session.gnp);
+  const std::string text = Joined(words, 0);
+  if (text.empty()) throw Failure(kUsage, "raw needs a text.");
+  const std::string answer = Answer(session, text);
   session.report.Answer(answer);
+  if (answer.find(kSTX + text + kETX) != std::string::npos) throw Failure(kNoReply, kEchoed);
   const std::size_t start = answer.find(kSTX);
   const std::size_t end = answer.find(kETX, start == std::string::npos ? 0 : start);
   if (start == std::string::npos || end == std::string::npos) {
@@ -45,9 +61,12 @@ void AddControlCommands(const Commands& commands) {
       ->check(Digits(2))
       ->required();
   commands.Add("da", "The data reply of the GNP protocol",
-               [](Session& s, const Words&) { s.report.Show(s.logger.Data()); });
-  commands.AddWithWords("raw", "Send a text in a frame and show all that comes back: raw TEXT",
-                        AskRaw);
+               [](Session& s, const Words&) { s.report.Show(s.logger.Data(), s.numbers); });
+  commands.AddWithWords(
+      "raw", "Send a text in a frame and show all that comes back: raw TEXT",
+      {{"TEXT",
+        "In AK station, function, blank, channel and arguments; in GNP command and instrument id"}},
+      "raw 4AREG K0 12", AskRaw);
   const auto listening = std::make_shared<ListenOptions>();
   CLI::App* listen =
       commands.Add("listen", "Send nothing, and show what others say: listen [OTHER_DEVICE]",

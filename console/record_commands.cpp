@@ -1,3 +1,4 @@
+#include <charconv>
 #include <iostream>
 #include <memory>
 
@@ -35,8 +36,19 @@ void ShowHeader(Session& session) {
 }
 
 void MovePointer(Session& session, const Words& words) {
-  if (words.size() != 1) throw Failure(kUsage, "ssto needs B, E or a number of records.");
-  AskPlain(session, "SSTO", words[0], "database pointer moved");
+  std::string where = words.size() == 1 ? words[0] : "";
+  if (where == "b" || where == "e") where = where == "b" ? "B" : "E";
+  int records = 0;
+  const char* digits = where.data() + (where[0] == '+' && where[1] != '-' ? 1 : 0);
+  const char* last = where.data() + where.size();
+  const auto [end, error] = std::from_chars(digits, last, records);
+  if (where != "B" && where != "E" && (error != std::errc() || end != last)) {
+    throw Failure(
+        kUsage,
+        "ssto needs B (the oldest record), E (the newest) or a number of records, such as "
+        "-3.");
+  }
+  AskPlain(session, "SSTO", where, "database pointer moved");
 }
 
 /// The instrument as it is now, for the page.
@@ -44,9 +56,9 @@ Facts InstrumentFacts(Session& session) {
   const AKReply type = session.logger.Ask("LCFG");
   Facts facts = {{"status condition", std::to_string(type.status)},
                  {"instrument type (LCFG)", type.refused ? "refused" : type.fields}};
-  for (const std::string& name : session.numbers.Names()) {
-    const AKReply reply = session.logger.ReadRegister(session.numbers.Number(name));
-    facts.emplace_back(name, reply.refused ? "refused" : Visible(reply.fields));
+  for (const Register& reg : session.numbers.All()) {
+    const AKReply reply = session.logger.ReadRegister(reg.number);
+    facts.emplace_back(reg.name, reply.refused ? "refused" : Visible(reply.fields));
   }
   return facts;
 }
@@ -61,12 +73,14 @@ void MakePage(Session* session, const RecordPageOptions& options) {
 
 void AddRecordCommands(const Commands& commands) {
   commands.AddWithWords("ssto", "Move the database pointer: ssto B, ssto E or ssto NUMBER",
-                        MovePointer);
+                        {{"WHERE", "B, the oldest record; E, the newest; or so many records on"}},
+                        "ssto -3", MovePointer);
   const auto count = std::make_shared<long>(0);
   commands
       .Add("asto", "The records behind the database pointer: asto NUMBER",
            [count](Session& s, const Words&) { ShowRecords(s, *count); })
       ->add_option("NUMBER", *count, "How many records at most")
+      ->check(CLI::Range(0L, 2147483647L))
       ->required();
   commands.Add("ldhd", "The names of the record fields",
                [](Session& s, const Words&) { ShowHeader(s); });

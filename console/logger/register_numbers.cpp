@@ -1,9 +1,9 @@
 #include "logger/register_numbers.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "line/failure.h"
+#include "logger/register_words.h"
 #include "registers/walk_plan.h"
 
 namespace {
@@ -29,6 +29,7 @@ const std::vector<std::string>& RegisterNumbers::Names() {
   if (!names_.empty()) return names_;
   const RegisterListing listing = logger_.ListRegisters();
   RequireDone(listing.reply, "LPRC");
+  reply_ = listing.reply;
   names_ = listing.names;
   total_ = listing.highest;
   return names_;
@@ -40,31 +41,71 @@ void RegisterNumbers::Forget() {
   gapsKnown_ = false;
 }
 
-int RegisterNumbers::Position(const std::string& name) {
-  const auto& names = Names();
-  const auto found = std::find_if(names.begin(), names.end(), [&](const std::string& known) {
-    return known == name || known == name + ".0";
-  });
-  return found == names.end() ? 0 : static_cast<int>(found - names.begin()) + 1;
+int RegisterNumbers::Highest() {
+  Names();
+  return total_;
 }
 
-int RegisterNumbers::Number(const std::string& word) {
-  if (word.find_first_not_of("0123456789") == std::string::npos) {
-    // No register has a number of more than nine digits.
-    if (word.empty() || word.size() > 9)
-      throw Failure(kUsage, "There is no register " + word + ".");
-    return static_cast<int>(std::strtol(word.c_str(), nullptr, 10));
-  }
-  const int position = Position(word);
-  if (position == 0) {
-    throw Failure(kUsage, "There is no register " + word + "; \"registers\" lists them.");
-  }
-  FindGaps();
+int RegisterNumbers::Position(const std::string& name) {
+  const std::vector<std::size_t> places = PlacesOf(name, Names());
+  return places.empty() ? 0 : static_cast<int>(places.front()) + 1;
+}
+
+int RegisterNumbers::NumberAt(std::size_t place) const {
+  const int position = static_cast<int>(place) + 1;
   int number = position;
   for (const auto& [behind, leftOut] : gaps_) {
     if (position > behind) number += leftOut;
   }
   return number;
+}
+
+std::string RegisterNumbers::Name(int number) const {
+  for (std::size_t place = 0; gapsKnown_ && place < names_.size(); ++place) {
+    if (NumberAt(place) == number) return names_[place];
+  }
+  return "";
+}
+
+std::vector<Register> RegisterNumbers::All() {
+  Names();
+  FindGaps();
+  std::vector<Register> all;
+  for (std::size_t place = 0; place < names_.size(); ++place) {
+    all.push_back({NumberAt(place), names_[place], names_[place]});
+  }
+  return all;
+}
+
+std::vector<Register> RegisterNumbers::Find(const std::vector<std::string>& words) {
+  std::vector<Register> found;
+  for (const std::string& word : words) {
+    std::pair<int, int> range;
+    if (ParseNumbers(word, range)) {
+      for (int number = range.first; number <= range.second; ++number) {
+        const bool one = range.first == range.second;
+        found.push_back({number, "", one ? word : std::to_string(number)});
+      }
+      continue;
+    }
+    const std::vector<std::size_t> places = PlacesOf(word, Names());
+    if (places.empty()) {
+      throw Failure(kUsage, "There is no register " + word + "; \"registers\" lists them.");
+    }
+    FindGaps();
+    for (const std::size_t place : places) {
+      const std::string& name = names_[place];
+      found.push_back({NumberAt(place), "", IsPattern(word) ? name : word});
+    }
+  }
+  for (Register& reg : found) reg.name = Name(reg.number);
+  return found;
+}
+
+Register RegisterNumbers::FindOne(const std::string& word) {
+  const std::vector<Register> found = Find({word});
+  if (found.size() != 1) throw Failure(kUsage, "One register is wanted, not " + word + ".");
+  return found.front();
 }
 
 /// The numbers have gaps of sizes that belong to the instrument type, behind positions that depend

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <sstream>
 
@@ -36,6 +37,10 @@ std::string JsonList(const std::vector<std::string>& texts) {
   std::string json;
   for (const std::string& text : texts) json += (json.empty() ? "" : ",") + JsonText(text);
   return "[" + json + "]";
+}
+
+std::vector<std::pair<std::string, std::string>> JsonMembers(int number, const std::string& name) {
+  return {{"register", std::to_string(number)}, {"name", name.empty() ? "null" : JsonText(name)}};
 }
 
 std::vector<std::string> TableLines(const std::vector<std::vector<std::string>>& rows) {
@@ -89,18 +94,22 @@ void Report::Show(const std::string& command, const AKReply& reply, const std::s
   std::cout << std::flush;
 }
 
-void Report::Show(const MDFrame& frame) const {
+void Report::Show(const MDFrame& frame, const RegisterNumbers& numbers) const {
   std::string json;
   std::ostringstream text;
   for (const MDBlock& block : frame.blocks) {
-    json += (json.empty() ? "" : ",") + JsonObject({{"register", JsonText(block.registerNumber)},
-                                                    {"value", block.Decimal()},
-                                                    {"component", JsonText(block.component)},
-                                                    {"location", JsonText(block.location)},
-                                                    {"operating", JsonText(block.OperatingMode())},
-                                                    {"errors", JsonList(block.Errors())}});
+    const std::string name = numbers.Name(std::atoi(block.registerNumber.c_str()));
+    json +=
+        (json.empty() ? "" : ",") + JsonObject({{"register", JsonText(block.registerNumber)},
+                                                {"name", name.empty() ? "null" : JsonText(name)},
+                                                {"value", block.Decimal()},
+                                                {"component", JsonText(block.component)},
+                                                {"location", JsonText(block.location)},
+                                                {"operating", JsonText(block.OperatingMode())},
+                                                {"errors", JsonList(block.Errors())}});
     text << (block.registerNumber == "999" ? "no register" : "register " + block.registerNumber)
-         << "  " << block.Decimal() << "  (" << block.value << ")\n"
+         << (name.empty() ? "" : "  " + Visible(name)) << "  " << block.Decimal() << "  ("
+         << block.value << ")\n"
          << "  component " << block.component << ", location " << block.location
          << ", operating status: " << block.OperatingMode() << "\n";
     for (const std::string& error : block.Errors()) text << "  " << error << "\n";
@@ -123,8 +132,9 @@ void Report::Answer(const std::string& bytes) const {
             << std::endl;
 }
 
-void Report::ShowRegister(const std::string& name, int number, const AKReply& reply) const {
-  const std::string value = reply.refused ? "" : reply.fields;
-  Show("AREG", reply, name + "  " + (reply.refused ? "refused" : Visible(value)) + "\n",
-       {{"register", std::to_string(number)}, {"value", JsonText(value)}});
+void Report::ShowRegister(const Register& asked, const AKReply& reply) const {
+  auto members = JsonMembers(asked.number, asked.name);
+  members.emplace_back("value", JsonText(reply.refused ? "" : reply.fields));
+  Show("AREG", reply,
+       asked.label + "  " + (reply.refused ? "refused" : Visible(reply.fields)) + "\n", members);
 }

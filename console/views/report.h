@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "logger/logger.h"
+#include "logger/register_numbers.h"
 
 /// Text between quotation marks as JSON writes it.
 std::string JsonText(const std::string& text);
@@ -14,6 +15,9 @@ std::string JsonText(const std::string& text);
 std::string JsonObject(const std::vector<std::pair<std::string, std::string>>& members);
 
 std::string JsonList(const std::vector<std::string>& texts);
+
+/// What JSON says of a register besides its value: "register" and "name".
+std::vector<std::pair<std::string, std::string>> JsonMembers(int number, const std::string& name);
 
 /// Columns padded to equal width, by line and as one text.
 std::vector<std::string> TableLines(const std::vector<std::vector<std::string>>& rows);
@@ -29,10 +33,10 @@ class Report {
   /// A reply: `text` for a reader, `members` besides command and status condition for a script.
   void Show(const std::string& command, const AKReply& reply, const std::string& text,
             const std::vector<std::pair<std::string, std::string>>& members) const;
-  void Show(const MDFrame& frame) const;
+  void Show(const MDFrame& frame, const RegisterNumbers& numbers) const;
 
   /// What came back to a request for a register.
-  void ShowRegister(const std::string& name, int number, const AKReply& reply) const;
+  void ShowRegister(const Register& asked, const AKReply& reply) const;
 
   /// All that came back to a raw request.
   void Answer(const std::string& bytes) const;

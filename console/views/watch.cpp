@@ -21,8 +21,7 @@ namespace {
 
 /// What has been read of one register.
 struct Course {
-  std::string name;
-  int number = 0;
+  Register asked;
   std::string value = {};
   bool numeric = false;
   double lowest = 0;
@@ -70,7 +69,8 @@ void Draw(const std::vector<Course>& courses, bool first) {
   const std::size_t width = known ? window.ws_col - 1U : 79;
   std::vector<std::vector<std::string>> rows = {{"register", "value", "minimum", "maximum"}};
   for (const Course& course : courses) {
-    rows.push_back({course.name, course.value, course.numeric ? std::to_string(course.lowest) : "",
+    rows.push_back({course.asked.label, course.value,
+                    course.numeric ? std::to_string(course.lowest) : "",
                     course.numeric ? std::to_string(course.highest) : ""});
   }
   if (!first) std::cout << "\x1b[" << courses.size() + 2 << "A";
@@ -87,7 +87,8 @@ void Draw(const std::vector<Course>& courses, bool first) {
 
 void PrintLine(const std::vector<Course>& courses) {
   std::cout << TimeOfDay();
-  for (const Course& course : courses) std::cout << "  " << course.name << " " << course.value;
+  for (const Course& course : courses)
+    std::cout << "  " << course.asked.label << " " << course.value;
   std::cout << std::endl;
 }
 
@@ -95,9 +96,7 @@ void PrintLine(const std::vector<Course>& courses) {
 
 void Watch(Session& session, const WatchOptions& options) {
   std::vector<Course> courses;
-  for (const std::string& word : options.registers) {
-    courses.push_back({word, session.numbers.Number(word)});
-  }
+  for (const Register& asked : session.numbers.Find(options.registers)) courses.push_back({asked});
   const Interrupt interrupt(Interrupt::Then::kFinish);
   auto next = std::chrono::steady_clock::now();
   const bool terminal = isatty(1) == 1;
@@ -107,8 +106,8 @@ void Watch(Session& session, const WatchOptions& options) {
     for (Course& course : courses) {
       if (Interrupt::Noted() != 0) break;
       try {
-        const AKReply reply = session.logger.ReadRegister(course.number);
-        if (session.report.Json()) session.report.ShowRegister(course.name, course.number, reply);
+        const AKReply reply = session.logger.ReadRegister(course.asked.number);
+        if (session.report.Json()) session.report.ShowRegister(course.asked, reply);
         course.Add(reply.refused ? "refused" : Visible(reply.fields));
         if (reply.refused) failed.emplace(kRefused, "AREG refused.");
         read = read || !reply.refused;
