@@ -13,6 +13,7 @@
 
 #include "line/failure.h"
 #include "line/visible.h"
+#include "serial/control_bytes.h"
 
 namespace {
 
@@ -93,11 +94,21 @@ void TcpLine::Lost(int error) {
     throw Failure(kNoDevice,
                   "The connection to " + server_ + " is lost: " + std::strerror(error) + ".");
   }
-  const bool frames = said_.find('\x02') != std::string::npos;
-  throw Failure(kNoDevice,
-                "The device server " + server_ + " closed the connection" +
-                    (said_.empty() || frames ? ": its line may be in use, or have failed."
-                                             : " and said: " + Visible(said_)));
+  const bool frames = said_.find(kSTX) != std::string::npos;
+  const std::string word = said_.substr(0, said_.find_last_not_of("\r\n") + 1);
+  throw Failure(kNoDevice, "The device server " + server_ + " closed the connection" +
+                               (word.empty() || frames ? ": its line may be in use, or have failed."
+                                                       : ", saying: " + Visible(word)));
+}
+
+/// Keeps the first bytes; they tell a server that does not pass on the line's bytes alone.
+void TcpLine::Note(char byte) {
+  if (said_.size() == kLongestWord) return;
+  said_ += byte;
+  // Telnet's commands WILL, WONT, DO and DONT.
+  if (said_.size() != 2 || said_[0] != '\xFF' || static_cast<unsigned char>(byte) < 0xFB) return;
+  throw Failure(kNoDevice, "The device server " + server_ +
+                               " speaks telnet: set this port of it to pass raw bytes.");
 }
 
 void TcpLine::Write(const std::string& bytes) {
@@ -110,7 +121,7 @@ bool TcpLine::Read(char& byte, std::chrono::milliseconds wait) {
   if (connection_.Wait(POLLIN, wait) == 0) return false;
   const ssize_t count = read(connection_.Number(), &byte, 1);
   if (count == 1) {
-    if (said_.size() < kLongestWord) said_ += byte;
+    Note(byte);
     return true;
   }
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) return false;

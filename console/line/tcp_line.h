@@ -19,6 +19,7 @@ class TcpLine : public Line {
   bool Read(char& byte, std::chrono::milliseconds wait) override;
 
  private:
+  void Note(char byte);
   [[noreturn]] void Lost(int error);
 
   std::string host_;

@@ -1,0 +1,75 @@
+#include "fixture.h"
+
+namespace {
+
+bool Listens(int port) {
+  const std::string listening = ":" + std::to_string(port) + " ";
+  return WaitFor([&] {
+    return RunToEnd({"ss", "-Hltn"}).output.find(listening) != std::string::npos;
+  });
+}
+
+Ended AskServer(const std::string& server, std::vector<std::string> words) {
+  words.insert(words.begin(), {Program("qmx-console"), "--timeout", "5", "tcp://" + server});
+  return RunToEnd(words);
+}
+
+TEST_F(Console, GoesThroughDeviceServers) {
+  // ser2net finds no address where the machine has none but the loopback's.
+  if (IsPrivate()) RunToEnd({"ip", "address", "add", "192.0.2.1/32", "dev", "lo"});
+  WriteFile(LabPath("ser2net.yaml"),
+            "%YAML 1.1\n---\n"
+            "connection: &raw\n  accepter: tcp,127.0.0.1,4001\n"
+            "  connector: serialdev," +
+                device_ +
+                ",9600n82,local\n"
+                "connection: &telnet\n  accepter: telnet,tcp,127.0.0.1,4002\n"
+                "  connector: serialdev," +
+                device_ + ",9600n82,local\n");
+  Child server({"ser2net", "-n", "-c", LabPath("ser2net.yaml")});
+  ASSERT_TRUE(Listens(4001)) << server.Errors();
+  EXPECT_EQ(AskServer("127.0.0.1:4001", {"lcfg"}).output, "instrument type 2\n");
+  const Line slow;
+  Child slowServer({"socat", "TCP-LISTEN:4003,bind=127.0.0.1", slow.Device() + ",rawer"});
+  ASSERT_TRUE(Listens(4003));
+  Child user({Program("qmx-console"), "tcp://127.0.0.1:4001", "watch", "1", "--every", "0.1"});
+  ASSERT_TRUE(WaitFor([&] { return !user.Output().empty(); }));
+  const struct {
+    std::string server;
+    int status;
+    std::string told;
+  } kTable[] = {
+      {"127.0.0.1:4001", 2,
+       "The device server 127.0.0.1:4001 closed the connection, saying: Port already in use\n"},
+      {"127.0.0.1:4002", 2,
+       "The device server 127.0.0.1:4002 speaks telnet: set this port of it to pass raw bytes.\n"},
+      {"[::1]:4001", 2,
+       "[::1]:4001 cannot be reached: Connection refused. Nothing listens there: check the port's "
+       "number.\n"},
+      {"nobody.invalid:1", 2, "nobody.invalid:1 cannot be reached: "},
+      {"127.0.0.1", 1, "A device server is named tcp://HOST:PORT, not tcp://127.0.0.1.\n"},
+      {"127.0.0.1:4001x", 1,
+       "A device server is named tcp://HOST:PORT, not tcp://127.0.0.1:4001x.\n"},
+  };
+  for (const auto& row : kTable) {
+    const Ended ended = AskServer(row.server, {"lcfg"});
+    EXPECT_EQ(ended.status, row.status) << row.server;
+    EXPECT_EQ(ended.errors.substr(0, row.told.size()), row.told);
+  }
+  // Cut off while it is used, by a server that ends and by one that goes in the middle of a reply.
+  server.Signal(SIGTERM);
+  EXPECT_EQ(user.Wait(), 2);
+  const std::string gone = " closed the connection: its line may be in use, or have failed.\n";
+  EXPECT_EQ(user.Errors(), "The device server 127.0.0.1:4001" + gone);
+  Child cut({Program("qmx-console"), "tcp://127.0.0.1:4003", "areg", "7"});
+  EXPECT_EQ(slow.ReceiveUntil("\x03"), Request("4AREG K0 7"));
+  slow.Send(
+      "\x02"
+      "4AREG 0");
+  EXPECT_EQ(slow.Receive(1, 300), "");
+  slowServer.Signal(SIGTERM);
+  EXPECT_EQ(cut.Wait(), 2);
+  EXPECT_EQ(cut.Errors(), "The device server 127.0.0.1:4003" + gone);
+}
+
+}  // namespace
