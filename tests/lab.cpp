@@ -229,18 +229,3 @@ std::string Bytes(const std::string& visible) {
   }
   return bytes;
 }
-
-std::string Visible(const std::string& bytes) {
-  std::string visible;
-  for (const char byte : bytes) {
-    char code[8];
-    std::snprintf(code, sizeof code, "<x%02X>", static_cast<unsigned char>(byte));
-    visible += byte == 2      ? "<STX>"
-               : byte == 3    ? "<ETX>"
-               : byte == '\r' ? "<CR>"
-               : byte == '\n' ? "<LF>"
-               : byte < ' '   ? code
-                              : std::string(1, byte);
-  }
-  return visible;
-}

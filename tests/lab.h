@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "line/visible.h"
+
 /// Waits until the condition holds. Returns whether it did in time.
 bool WaitFor(const std::function<bool()>& condition, int milliseconds = 10000);
 
@@ -97,7 +99,5 @@ class Database {
 std::string Request(const std::string& text);
 std::string Reply(const std::string& text);
 
-/// Text with <STX>, <ETX>, <CR>, <LF> and <xNN> for the bytes that cannot be seen, and back; <9*x>
-/// stands for xxxxxxxxx.
+/// The bytes of a text with <STX>, <ETX>, <CR>, <LF> and <xNN>; <9*x> stands for xxxxxxxxx.
 std::string Bytes(const std::string& visible);
-std::string Visible(const std::string& bytes);
