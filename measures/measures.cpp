@@ -2,7 +2,9 @@
 // the table of docs/measurements.md.
 //
 //   measures             all measures, in the laboratory
-//   measures NAME...     these alone: requests, listing, records, instructions, start, rest, growth
+//   measures NAME...     these alone: requests, listing, records, instructions, start, rest,
+//   growth,
+//                        page
 //   measures --gets N    only reads four registers N times (what callgrind counts for the floor)
 //   measures --serve DEVICE SIZE OBJECTS REPLY
 //                        reads these objects for each request of this size, and replies so
@@ -398,6 +400,50 @@ void Growth(Database& database) {
   }
 }
 
+void RunToEnd(const std::vector<std::string>& command) {
+  Child child(command);
+  if (child.Wait(120000) != 0) throw std::runtime_error(command[0] + ": " + child.Errors());
+}
+
+/// The page of a file of records, beside adding its numbers up; and what a browser needs to show
+/// it, beside showing nothing.
+void Page() {
+  const std::string file = LabPath("page.csv");
+  const std::string page = LabPath("page.html");
+  RunToEnd({"awk", "-v", "file=" + file, R"awk(BEGIN {
+    printf "Date,Time,c1,c2,c3,c4,c5,c6,c7,c8,c9,c10" > file
+    for (i = 0; i < 100000; ++i) {
+      day = i / 1440
+      printf "\n2020-%02d-%02d,%02d:%02d:00", 1 + day / 28, 1 + day % 28, i % 1440 / 60, i % 60 > file
+      for (c = 1; c <= 10; ++c) printf ",%.3f", c * 10 + rand() > file
+    }
+    print "" > file })awk"});
+  std::vector<double> here;
+  std::vector<double> floor;
+  for (int i = 0; i < 5; ++i) {
+    here.push_back(Seconds([&] {
+      RunToEnd({Program("qmx-console"), "report", file, "-o", page});
+    }));
+    floor.push_back(Seconds([&] {
+      RunToEnd({"awk", "-F,", "{ for (i = 3; i <= NF; ++i) sum += $i } END { print sum }", file});
+    }));
+  }
+  Row("page of 100,000 records of 10 columns; awk adding them up", Number(Median(here), "s"),
+      Number(Median(floor), "s"), Median(here) / Median(floor), "3 s");
+  const auto open = [](const std::string& address) {
+    return Seconds([&] {
+      RunToEnd({"chromium", "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run",
+                "--disable-background-networking", "--user-data-dir=" + LabPath("browser"),
+                "--screenshot=" + LabPath("page.png"), address});
+    });
+  };
+  open("about:blank");
+  const double seconds = open("file://" + page);
+  const double nothing = open("about:blank");
+  Row("that page in a browser; an empty one", Number(seconds, "s"), Number(nothing, "s"),
+      seconds / nothing, "2 s above");
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -420,6 +466,7 @@ int main(int argc, char* argv[]) {
         {"start", Start},
         {"rest", Rest},
         {"growth", [&] { Growth(database); }},
+        {"page", Page},
     };
     const std::set<std::string> chosen(argv + 1, argv + argc);
     std::printf("| measure; floor | here | floor | ratio | aim |\n|---|---|---|---|---|\n");

@@ -93,12 +93,12 @@ class RecordPage {
         "Records of " + name + (others == 0 ? "" : " and " + std::to_string(others) + " more"),
         style.append(RecordsStyle()));
     WriteSummary(proof);
-    WriteInstrument(instrument);
     WritePlots();
     WriteStatistics();
     WriteCapture();
     WriteGaps();
     WriteEvents();
+    WriteInstrument(instrument);
     WriteFiles();
     page_ << "<details><summary>Licence of the plots' library</summary>\n<pre>"
           << HtmlText(std::string(PlotLicence())) << "</pre></details>\n";
@@ -150,7 +150,7 @@ class RecordPage {
 
   void WriteInstrument(const Facts& facts) {
     if (facts.empty()) return;
-    page_ << "<h2>The instrument</h2>\n<details open><summary>As it was when this page was made"
+    page_ << "<h2>The instrument</h2>\n<details><summary>As it was when this page was made"
           << "</summary>\n<div class=\"scroll\"><table>\n";
     for (const auto& [name, text] : facts) {
       page_ << "<tr><th>" << HtmlText(name) << "</th><td>" << HtmlText(text) << "</td></tr>\n";

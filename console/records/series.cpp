@@ -56,10 +56,10 @@ class Reader {
         file.Require(line);
         const std::string stamp = TimeStamp(line.text);
         const std::optional<Moment> moment = MomentOf(stamp);
-        const std::string place = path + ", line " + std::to_string(line.number) + ": ";
-        if (!moment) throw Failure(kUsage, place + Visible(stamp) + " is no date and time.");
+        const auto place = [&] { return path + ", line " + std::to_string(line.number) + ": "; };
+        if (!moment) throw Failure(kUsage, place() + Visible(stamp) + " is no date and time.");
         if (*moment < latest) {
-          throw Failure(kUsage, place + stamp + " comes behind " + TimeStampOf(latest) +
+          throw Failure(kUsage, place() + stamp + " comes behind " + TimeStampOf(latest) +
                                     ": give files in the order of their time, none twice.");
         }
         latest = *moment;
