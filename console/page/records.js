@@ -158,4 +158,5 @@
   addEventListener('afterprint', () => paper(false));
   addEventListener('resize', () => show(...shown));
   show(...whole);
+  plots.slice(0, 3).forEach(draw);
 })();
