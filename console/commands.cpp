@@ -42,7 +42,7 @@ CLI::App* Commands::Add(const std::string& name, const std::string& help, const 
   command->fallthrough();
   command->formatter(std::make_shared<CommandHelp>());
   command->callback([command, name, session = session_, run] {
-    Session* const given = session();
+    Session* const given = session(true);
     if (given == nullptr) {
       throw Failure(kUsage, "DEVICE is required: the serial device, such as /dev/ttyUSB0.");
     }
@@ -68,7 +68,7 @@ CLI::App* Commands::AddForDesk(const std::string& name, const std::string& help,
                                const std::function<void(Session*)>& run) const {
   CLI::App* command = parser_.add_subcommand(name, help);
   command->fallthrough();
-  command->callback([session = session_, run] { run(session()); });
+  command->callback([session = session_, run] { run(session(false)); });
   return command;
 }
 

@@ -13,8 +13,8 @@
 using Words = std::vector<std::string>;
 
 /// Where commands get what they work with from: may open the line, and throws Failure; null when no
-/// line is named.
-using GetSession = std::function<Session*()>;
+/// line is named, on the command line or, if that will do, `byDefault`.
+using GetSession = std::function<Session*(bool byDefault)>;
 
 /// Adds commands to a parser. A command runs while it is parsed; it gets the session first, and
 /// throws Failure.

@@ -8,43 +8,19 @@
 #include "line/failure.h"
 #include "line/line.h"
 #include "logger/logger.h"
+#include "options.h"
 #include "prompt.h"
 
 namespace {
 
-struct Options {
-  std::string device;
-  std::string station = "4";
-  std::string channel = "K0";
-  std::string id;
-  std::string protocol = "ak";
-  double timeout = 10;
-  bool trace = false;
-  std::string record;
-  bool json = false;
-};
-
 void AddOptions(CLI::App& app, Options& options) {
   app.set_version_flag("--version", QMX_VERSION);
   app.add_option("DEVICE", options.device,
-                 "Serial device, such as /dev/ttyUSB0, or tcp://HOST:PORT");
-  app.add_option("--station", options.station, "AK station, one character")
-      ->check([](const std::string& text) { return text.size() == 1 ? "" : "one character"; })
-      ->capture_default_str();
-  app.add_option("--channel", options.channel, "AK channel, two characters")
-      ->check([](const std::string& text) { return text.size() == 2 ? "" : "two characters"; })
-      ->capture_default_str();
-  app.add_option("--id", options.id, "Instrument id of GNP requests, three digits")
-      ->check(Digits(3));
-  app.add_option("--protocol", options.protocol, "What the line speaks: ak or gnp")
-      ->check(CLI::IsMember({"ak", "gnp"}))
-      ->capture_default_str();
-  app.add_option("--timeout", options.timeout, "Seconds of silence that end the wait for a reply")
-      ->check(CLI::Range(0.1, 3600.0))
-      ->capture_default_str();
+                 "Serial device, such as /dev/ttyUSB0, tcp://HOST:PORT, or a line of the "
+                 "configuration");
+  AddLineOptions(app, options);
   app.add_flag("--trace", options.trace, "Show every byte both ways on standard error");
   app.add_option("--record", options.record, "Write every byte both ways into this file");
-  app.add_flag("--json", options.json, "Print one JSON object for each reply");
 }
 
 /// Everything that the commands work with, opened when it is first needed.
@@ -52,8 +28,7 @@ class Workplace {
  public:
   explicit Workplace(const Options& options)
       : line_(Opened(options)),
-        logger_(*line_, {options.station[0], options.channel, options.id},
-                std::chrono::milliseconds(static_cast<long>(options.timeout * 1000))),
+        logger_(*line_, options.GetAddress(), options.Patience()),
         numbers_(logger_),
         report_(options.json),
         session_{*line_, logger_, numbers_, report_, options.protocol == "gnp"} {}
@@ -82,8 +57,10 @@ int main(int argc, char* argv[]) {
       "The data logger's side of the serial line of qmx-gateway. Without a command: a prompt."};
   AddOptions(app, options);
   std::optional<Workplace> workplace;
-  const auto session = [&]() -> Session* {
-    if (!workplace && options.device.empty()) return nullptr;
+  const auto session = [&](bool byDefault) -> Session* {
+    if (!byDefault && options.device.empty()) return nullptr;
+    if (!workplace) FillIn(app, Settings::OfThisUser(), options);
+    if (options.device.empty()) return nullptr;
     if (!workplace) workplace.emplace(options);
     return &workplace->GetSession();
   };
@@ -92,8 +69,9 @@ int main(int argc, char* argv[]) {
   try {
     app.parse(argc, argv);
     if (app.get_subcommands().empty()) {
-      if (session() == nullptr) throw CLI::RequiredError("DEVICE");
-      return Prompt(*session());
+      Session* const opened = session(true);
+      if (opened == nullptr) throw CLI::RequiredError("DEVICE");
+      return Prompt(*opened);
     }
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kUsage;

@@ -82,7 +82,7 @@ bool Run(const std::string& line, Session& session, int& status) {
   bool quit = false;
   CLI::App parser;
   parser.require_subcommand(1);
-  AddCommands(parser, [&session] { return &session; });
+  AddCommands(parser, [&session](bool) { return &session; });
   parser.add_subcommand("help", "This list; COMMAND --help tells its options")->callback([&parser] {
     std::vector<std::vector<std::string>> rows;
     for (const CLI::App* command : parser.get_subcommands({})) {

@@ -1,4 +1,5 @@
 #include <cstring>
+#include <filesystem>
 
 #include "fixture.h"
 
@@ -116,6 +117,33 @@ TEST_F(Console, AnswersItsCommands) {
     }
     const std::size_t compared = *row.errors == 0 ? std::string::npos : std::strlen(row.errors);
     EXPECT_EQ(Timeless(ended.errors).substr(0, compared), row.errors) << words;
+  }
+}
+
+/// The command line, the line's own settings, the environment, and what is set for all lines.
+TEST_F(Console, ReadsItsConfiguration) {
+  std::filesystem::create_directory(LabPath(".config"));
+  WriteFile(LabPath(".config/qmx-console.conf"),
+            "timeout=0.3\nstation=5\n[roof]\ndevice=" + device_ + "\nstation=4\n");
+  const struct {
+    const char* words;
+    int status;
+  } kTable[] = {
+      {"QMX_STATION=6 qmx-console roof lcfg", 0},
+      {"QMX_DEVICE=roof qmx-console lcfg", 0},
+      {"QMX_DEVICE=/dev/null qmx-console roof lcfg", 0},
+      {"qmx-console --station 6 roof lcfg", 3},
+      {"qmx-console $DEVICE lcfg", 3},
+      {"QMX_STATION=4 qmx-console $DEVICE lcfg", 0},
+      {"QMX_STATION=44 qmx-console $DEVICE lcfg", 1},
+      {"qmx-console cellar lcfg", 1},
+  };
+  ASSERT_EQ(Ask({"lcfg"}).status, 0);  // The gateway has started.
+  for (const auto& row : kTable) {
+    const Ended ended = RunToEnd({"sh", "-c",
+                                  "export PATH=$QMX_BIN:$PATH HOME=" + LabPath("") +
+                                      " DEVICE=" + device_ + "; " + row.words});
+    EXPECT_EQ(ended.status, row.status) << row.words << ended.errors;
   }
 }
 

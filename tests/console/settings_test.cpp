@@ -1,0 +1,50 @@
+#include "settings.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "line/failure.h"
+
+namespace {
+
+TEST(Settings, CountFromTheLatestFileThatHasThem) {
+  Settings settings;
+  std::istringstream general(
+      "# all\nstation=1\r\n[roof]\ndevice = /dev/a\nstation=2\n[b.c]\nid=001\n");
+  std::istringstream own("[roof]\nstation='3'\n[cellar]\ndevice=\"/dev/x,y z\"");
+  settings.Read(general, "GENERAL");
+  settings.Read(own, "OWN");
+  const auto found = [&](const std::string& line, const std::string& name) {
+    const auto setting = settings.Find(line, name);
+    return setting ? setting->value + " " + setting->source : "none";
+  };
+  EXPECT_EQ(settings.Lines(), (std::vector<std::string>{"b.c", "cellar", "roof"}));
+  EXPECT_EQ(found("", "station"), "1 GENERAL");
+  EXPECT_EQ(found("roof", "station"), "3 OWN, [roof]");
+  EXPECT_EQ(found("roof", "device"), "/dev/a GENERAL, [roof]");
+  EXPECT_EQ(found("cellar", "device"), "/dev/x,y z OWN, [cellar]");
+  EXPECT_EQ(found("b.c", "id"), "001 GENERAL, [b.c]");
+  EXPECT_EQ(found("cellar", "id") + found("attic", "id"), "nonenone");
+}
+
+TEST(Settings, RefuseWhatTheyDoNotKnow) {
+  const std::pair<const char*, const char*> kTable[] = {
+      {"baud=9600\n", "There is no setting baud (FILE); there are device, "},
+      {"[roof]\nstation\x01=4\n", "There is no setting station<x01> (FILE, [roof]); there"},
+      {"[roof]\nstation=\n", "The setting station needs one value (FILE, [roof]); one with"},
+      {"device=a b\n", "The setting device needs one value (FILE); one with"},
+  };
+  for (const auto& [text, told] : kTable) {
+    std::istringstream file(text);
+    std::string message;
+    try {
+      Settings().Read(file, "FILE");
+    } catch (const Failure& failure) {
+      message = failure.what();
+    }
+    EXPECT_EQ(message.substr(0, std::string(told).size()), told);
+  }
+}
+
+}  // namespace
