@@ -1,12 +1,16 @@
 #include <charconv>
+#include <csignal>
 #include <iostream>
 #include <memory>
 
 #include "commands.h"
 #include "line/failure.h"
+#include "line/interrupt.h"
 #include "line/visible.h"
 #include "records/download.h"
+#include "records/logger_source.h"
 #include "records/record_page.h"
+#include "views/outcome.h"
 
 namespace {
 
@@ -22,6 +26,11 @@ void ShowRecords(Session& session, long count) {
   session.report.Show("ASTO", records.reply, none ? "no further records\n" : Table(rows),
                       {{"records", "[" + json + "]"}});
   RequireDone(records.reply, "ASTO");
+  if (!records.rest.empty()) {
+    throw Failure(kBroken,
+                  "The records are followed by something else than the next reply: a text has a "
+                  "line end, or the line changed a byte.");
+  }
   if (!records.pointerMoved) {
     throw Failure(kRefused, "The records came, but the database pointer could not be moved.");
   }
@@ -49,6 +58,56 @@ void MovePointer(Session& session, const Words& words) {
         "-3.");
   }
   AskPlain(session, "SSTO", where, "database pointer moved");
+}
+
+struct RecordOptions : DownloadOptions {
+  bool gaps = false;
+};
+
+void DownloadRecords(Session& session, const RecordOptions& options) {
+  // Lives longer than the pointer, which is put back through the line. What nobody reads any more
+  // is an error of writing.
+  const Interrupt interrupt(Interrupt::Then::kFinish);
+  std::signal(SIGPIPE, SIG_IGN);
+  const bool json = session.report.Json() && options.file != "-";
+  Outcome outcome;
+  {
+    LoggerSource source(session.logger, session.numbers);
+    Progress progress;
+    try {
+      outcome = Download(source, options, progress);
+    } catch (const Failure& failure) {
+      if (failure.status < kInterrupted || options.file == "-") throw;
+      throw Failure(failure.status, "Interrupted; the same command goes on from here.");
+    }
+  }
+  std::cerr << OutcomeText(options.file, outcome, options.gaps && !json);
+  if (json) std::cout << OutcomeJson("DOWNLOAD", options.file, outcome, options.gaps);
+  RequireWhole(options.file, outcome);
+}
+
+void ProveFile(Session& session, const RecordOptions& options) {
+  const Interrupt interrupt(Interrupt::Then::kFinish);
+  Outcome outcome;
+  {
+    LoggerSource source(session.logger, session.numbers);
+    outcome = Prove(source, options);
+  }
+  std::cout << (session.report.Json() ? OutcomeJson("PROVE", options.file, outcome, options.gaps)
+                                      : OutcomeText(options.file, outcome, options.gaps))
+            << std::flush;
+  RequireWhole(options.file, outcome);
+}
+
+/// What download and prove have in common.
+void AddRecordOptions(CLI::App& command, RecordOptions& options) {
+  command.add_option("FILE", options.file, "File of comma-separated values")->required();
+  command
+      .add_option("--from", options.from,
+                  "begin, pointer, a time stamp, a day, a month, or -7d back")
+      ->capture_default_str();
+  command.add_option("--to", options.to, "A time stamp, a day or a month, with all of it");
+  command.add_flag("--gaps", options.gaps, "Tell each gap, and the share of each day");
 }
 
 /// The instrument as it is now, for the page.
@@ -84,17 +143,20 @@ void AddRecordCommands(const Commands& commands) {
       ->required();
   commands.Add("ldhd", "The names of the record fields",
                [](Session& s, const Words&) { ShowHeader(s); });
-  const auto download = std::make_shared<DownloadOptions>();
-  CLI::App* command = commands.Add(
-      "download", "Bring the records into a file, or continue it: download FILE.csv",
-      [download](Session& s, const Words&) { Download(s.logger, s.numbers, *download); });
-  command->add_option("FILE", download->file, "File of comma-separated values; - prints them")
-      ->required();
-  command->add_option("--from", download->from, "begin, pointer, or a time stamp")
-      ->capture_default_str();
-  command->add_option("--batch", download->batch, "Records asked for at a time")
-      ->check(CLI::Range(2L, 1000000L))
-      ->capture_default_str();
+  const auto download = std::make_shared<RecordOptions>();
+  CLI::App* command =
+      commands.Add("download", "Bring the records into a file, or continue it: download FILE.csv",
+                   [download](Session& s, const Words&) { DownloadRecords(s, *download); });
+  AddRecordOptions(*command, *download);
+  command
+      ->add_option("--batch", download->batch,
+                   "Records asked for at a time; found out unless given")
+      ->check(CLI::Range(2L, 1000000L));
+  command->add_flag("--twice", download->twice, "Read all two times, and again where that differs");
+  const auto proof = std::make_shared<RecordOptions>();
+  command = commands.Add("prove", "Tell whether a file holds all records of the instrument",
+                         [proof](Session& s, const Words&) { ProveFile(s, *proof); });
+  AddRecordOptions(*command, *proof);
   const auto page = std::make_shared<RecordPageOptions>();
   command = commands.AddForDesk("report", "A page of records to look at: report FILE.csv...",
                                 [page](Session* s) { MakePage(s, *page); });

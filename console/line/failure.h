@@ -11,6 +11,7 @@ enum Status {
   kNoDevice = 2,      ///< the serial device cannot be opened
   kNoReply = 3,       ///< nothing came back in time
   kRefused = 4,       ///< the gateway refused: SE, ????, "Unknown command."
+  kNotWhole = 4,      ///< a file does not hold what the instrument holds
   kBroken = 5,        ///< what came back is no whole reply
   kInterrupted = 128  ///< plus the number of the signal
 };

@@ -169,7 +169,12 @@ Records Logger::NextRecords(long count) {
   // A pointer that could not be moved is told only behind the records.
   char byte = 0;
   if (announced > 0 && wire_.TryByte(byte, kAftermath)) {
-    const std::string behind = byte == kSTX ? wire_.ReceiveText() : "";
+    if (byte != kSTX) {
+      do records.rest += byte;
+      while (records.rest.size() < kLongestText && wire_.TryByte(byte, kAftermath));
+      return records;
+    }
+    const std::string behind = wire_.ReceiveText();
     if (behind.compare(0, 5, address_.station + std::string("ASTO")) != 0 ||
         !ParseReply(behind, address_.station).refused) {
       throw Failure(kBroken, "The records are followed by something else than the next reply.");

@@ -18,6 +18,7 @@
 struct Records {
   AKReply reply;
   std::vector<std::string> lines;  ///< without their line ends
+  std::string rest;                ///< what came behind them and is none: a text has a line end
   bool pointerMoved = true;        ///< false when the gateway said so behind them
 };
 

@@ -110,12 +110,27 @@ TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
   EXPECT_EQ(Records(ReadFile(file)), expected("WHERE time_stamp > '2020-01-01 03:00:00'"));
   EXPECT_NE(access((file + ".begin").c_str(), F_OK), 0);
 
-  // A line that is none of a record: nothing behind it is taken for one.
+  // What cannot be a record costs itself alone, and is found in its own file once.
   std::filesystem::remove(file);
   database_.Run("ALTER TABLE LogEntry MODIFY half VARCHAR(20)");
-  database_.Run("UPDATE LogEntry SET half = '1\r\n2' WHERE number = 40");
-  EXPECT_EQ(Ask({"download", file}).status, 5);
-  EXPECT_EQ(ReadFile(file), "Date,Time,number,half\n");
+  const char* const texts[] = {"1\\r\\n2", "a\\nb", "say \"x\"", "1,5"};
+  for (int i = 0; i < 4; ++i) {
+    database_.Run("UPDATE LogEntry SET half = '" + std::string(texts[i]) +
+                  "' WHERE number = " + std::to_string(40 + i));
+  }
+  for (int run = 0; run < 2; ++run) {
+    const Ended ended = Ask({"download", file});
+    EXPECT_EQ(ended.status, 5) << ended.errors;
+    EXPECT_EQ(ended.errors.find("1 record with more commas") != std::string::npos, run == 0);
+    EXPECT_EQ(ReadFile(file + ".rejected"),
+              "Time stamp,Why,Bytes\n"
+              "2020-01-01 00:05:00,a line end in a text,\"2020-01-01,00:05:00,40,1\\r\\n2\"\n"
+              "2020-01-01 00:05:00,a line end in a text,\"2020-01-01,00:05:00,41,a\\nb\"\n");
+  }
+  auto all = expected("WHERE number NOT BETWEEN 40 AND 42");
+  all.push_back("2020-01-01,00:06:00,42,\"say \"\"x\"\"\"");
+  std::sort(all.begin(), all.end());
+  EXPECT_EQ(Records(ReadFile(file)), all);
 }
 
 }  // namespace

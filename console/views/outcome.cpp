@@ -1,0 +1,210 @@
+#include "views/outcome.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "line/failure.h"
+#include "line/visible.h"
+#include "views/report.h"
+
+namespace {
+
+std::string RecordsText(long number) {
+  return Grouped(number) + (number == 1 ? " record" : " records");
+}
+
+/// "5 min": in the largest unit that leaves no fraction.
+std::string Interval(Moment interval) {
+  const struct {
+    Moment size;
+    const char* name;
+  } units[] = {{86400000, " d"}, {3600000, " h"}, {60000, " min"}, {1000, " s"}};
+  for (const auto& [size, name] : units) {
+    if (interval % size == 0) return std::to_string(interval / size) + name;
+  }
+  return std::to_string(interval) + " ms";
+}
+
+std::string Percent(const Share& share) {
+  char text[32];
+  // 100 % are all of them.
+  std::snprintf(text, sizeof text, "%.1f %%",
+                share.missing > 0 ? std::min(99.9, share.Percent()) : 100.0);
+  return text;
+}
+
+std::string PartText(const Part& part) {
+  const std::string least = part.atLeast ? "at least " : "";
+  std::string text =
+      "  " + Visible(part.from) + (part.to != part.from ? " to " + Visible(part.to) : "") + ": ";
+  if (part.lacks > 0) text += "lacks " + least + RecordsText(part.lacks);
+  if (part.lacks > 0 && part.more > 0) text += ", and ";
+  if (part.more > 0)
+    text += "has " + least + RecordsText(part.more) + " that the instrument does not have";
+  if (part.lacks <= 0 && part.more == 0) text += "differs";
+  return text + "\n";
+}
+
+std::string CaptureText(const Capture& capture, bool all) {
+  if (capture.Interval() == 0) return "";
+  const Share share = capture.All();
+  std::string text = "Logged every " + Interval(capture.Interval()) + ": ";
+  const long gaps = static_cast<long>(capture.Gaps().size());
+  text += gaps == 0 ? "no gaps.\n"
+                    : Grouped(gaps) + (gaps == 1 ? " gap" : " gaps") + " of " +
+                          RecordsText(share.missing) + ", " + Percent(share) + " are there.\n";
+  if (!all) return text;
+  std::vector<std::vector<std::string>> rows;
+  if (gaps > 0) rows.push_back({"last before", "first behind", "missing"});
+  for (const Gap& gap : capture.Gaps()) {
+    rows.push_back({TimeStampOf(gap.from), TimeStampOf(gap.to), Grouped(gap.missing)});
+  }
+  text += Table(rows);
+  rows = {{"day", "there", "missing", "share"}};
+  for (const Share& day : capture.Days()) {
+    const std::string name = day.from == day.to ? day.from : day.from + " to " + day.to;
+    rows.push_back({name, Grouped(day.present), Grouped(day.missing), Percent(day)});
+  }
+  return text + Table(rows);
+}
+
+std::string PartsJson(const std::vector<Part>& parts) {
+  std::string json;
+  for (const Part& part : parts) {
+    json += (json.empty() ? "" : ",") + JsonObject({{"from", JsonText(part.from)},
+                                                    {"to", JsonText(part.to)},
+                                                    {"lacks", std::to_string(part.lacks)},
+                                                    {"more", std::to_string(part.more)},
+                                                    {"atLeast", part.atLeast ? "true" : "false"}});
+  }
+  return "[" + json + "]";
+}
+
+std::string GapsJson(const Capture& capture) {
+  std::string json;
+  for (const Gap& gap : capture.Gaps()) {
+    json += (json.empty() ? "" : ",") + JsonObject({{"after", JsonText(TimeStampOf(gap.from))},
+                                                    {"before", JsonText(TimeStampOf(gap.to))},
+                                                    {"missing", std::to_string(gap.missing)}});
+  }
+  return "[" + json + "]";
+}
+
+std::string DaysJson(const Capture& capture) {
+  std::string json;
+  for (const Share& day : capture.Days()) {
+    json += (json.empty() ? "" : ",") + JsonObject({{"from", JsonText(day.from)},
+                                                    {"to", JsonText(day.to)},
+                                                    {"present", std::to_string(day.present)},
+                                                    {"missing", std::to_string(day.missing)}});
+  }
+  return "[" + json + "]";
+}
+
+}  // namespace
+
+std::string Grouped(long number) {
+  std::string text = std::to_string(number);
+  for (long at = static_cast<long>(text.size()) - 3; at > (number < 0 ? 1 : 0); at -= 3) {
+    text.insert(static_cast<std::size_t>(at), ",");
+  }
+  return text;
+}
+
+std::string OutcomeText(const std::string& file, const Outcome& outcome, bool gaps) {
+  const std::string records = RecordsText(outcome.records);
+  const std::string until = outcome.newest.empty() ? "" : " up to " + Visible(outcome.newest);
+  std::string text =
+      file + " holds " +
+      (outcome.whole && outcome.rejected == 0 ? "all " + records + " of the instrument" : records) +
+      until +
+      (outcome.older > 0 ? ", and " + Grouped(outcome.older) + " that it no longer has" : "") +
+      ".\n";
+  for (const Part& part : outcome.parts) text += PartText(part);
+  if (!outcome.whole && outcome.parts.empty()) {
+    text +=
+        "  The instrument counts others, and no record tells where: the line changes bytes, or "
+        "records come and go.\n";
+  }
+  if (outcome.unclear > 0) {
+    text += RecordsText(outcome.unclear) +
+            " with more commas than there are fields: which text has them is not known, so they "
+            "stand as they came.\n";
+  }
+  return text + CaptureText(outcome.capture, gaps);
+}
+
+std::string OutcomeJson(const std::string& command, const std::string& file, const Outcome& outcome,
+                        bool gaps) {
+  const Share share = outcome.capture.All();
+  std::vector<std::pair<std::string, std::string>> members = {
+      {"command", JsonText(command)},
+      {"file", JsonText(file)},
+      {"whole", outcome.whole && outcome.rejected == 0 ? "true" : "false"},
+      {"records", std::to_string(outcome.records)},
+      {"older", std::to_string(outcome.older)},
+      {"rejected", std::to_string(outcome.rejected)},
+      {"unclear", std::to_string(outcome.unclear)},
+      {"newest", JsonText(outcome.newest)},
+      {"parts", PartsJson(outcome.parts)},
+      {"interval", std::to_string(static_cast<double>(outcome.capture.Interval()) / 1000)},
+      {"missing", std::to_string(share.missing)}};
+  if (gaps) {
+    members.emplace_back("gaps", GapsJson(outcome.capture));
+    members.emplace_back("days", DaysJson(outcome.capture));
+  }
+  return JsonObject(members) + "\n";
+}
+
+void RequireWhole(const std::string& file, const Outcome& outcome) {
+  if (!outcome.whole) {
+    throw Failure(kNotWhole, file + " does not hold what the instrument holds.");
+  }
+  if (outcome.rejected == 0) return;
+  throw Failure(kBroken, RecordsText(outcome.rejected) + " of the instrument cannot be " +
+                             (outcome.rejected == 1 ? "one" : "such") + " in a file: " + file +
+                             ".rejected keeps what came.");
+}
+
+Progress::Progress() : terminal_(isatty(2) == 1) {}
+
+void Progress::Begins(const std::string& goal) { goal_ = goal; }
+
+void Progress::Brought(const std::vector<Record>& records) {
+  if (records.empty()) return;
+  if (first_.empty()) first_ = records.front().stamp;
+  last_ = records.back().stamp;
+  records_ += static_cast<long>(records.size());
+  for (const Record& record : records) bytes_ += record.sent.size() + 2;
+  if (!terminal_) return;
+  const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start_;
+  const std::string left = TimeLeft(spent.count());
+  std::fprintf(stderr, "\r\x1b[K%s, up to %s%s", RecordsText(records_).c_str(), last_.c_str(),
+               left.c_str());
+}
+
+/// By the time stamps, as the newest record's is known.
+std::string Progress::TimeLeft(double seconds) const {
+  const auto first = MomentOf(first_);
+  const auto last = MomentOf(last_);
+  const auto goal = MomentOf(goal_);
+  if (!first || !last || !goal || *goal <= *first || *last <= *first) return "";
+  const double part =
+      std::min(1.0, static_cast<double>(*last - *first) / static_cast<double>(*goal - *first));
+  const long left = static_cast<long>(seconds / part - seconds);
+  const std::string time = left >= 7200  ? std::to_string(left / 3600) + " h"
+                           : left >= 120 ? std::to_string(left / 60) + " min"
+                                         : std::to_string(left) + " s";
+  return ", " + std::to_string(static_cast<int>(part * 100)) + " %, " + time + " left";
+}
+
+void Progress::Proves() {
+  const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start_;
+  std::fprintf(stderr, "%s%s, %s bytes, %.1f records/s%s\n", terminal_ ? "\r\x1b[K" : "",
+               records_ == 0 ? "nothing new" : RecordsText(records_).c_str(),
+               Grouped(static_cast<long>(bytes_)).c_str(),
+               static_cast<double>(records_) / std::max(spent.count(), 0.001),
+               records_ == 0 ? "" : (", up to " + last_).c_str());
+}
