@@ -31,21 +31,68 @@ class Exchange : public testing::Test {
   void Play(const std::string& file) {
     std::ifstream steps(file);
     ASSERT_TRUE(steps) << "no file " << file;
+    std::vector<std::string> rows;
+    std::vector<std::pair<std::string, std::string>> block;  // where each step stands, and it
     std::string text;
-    for (int number = 1; std::getline(steps, text) && !HasFailure() && !IsSkipped(); ++number) {
-      const std::size_t start = text.find_first_not_of(' ');
-      if (start == std::string::npos || text[start] == '#') continue;
-      const std::string step = text.substr(start);
-      SCOPED_TRACE(file + ":" + std::to_string(number) + ": " + step);
-      const std::size_t blank = step.find(' ');
-      const std::string rest = blank == std::string::npos ? "" : Bytes(step.substr(blank + 1));
-      const auto known = kSteps.find(step.substr(0, blank));
-      if (known != kSteps.end()) {
-        (this->*known->second)(rest);
+    for (int number = 1; std::getline(steps, text); ++number) {
+      if (text.find_first_not_of(' ') == std::string::npos || text[0] == '#') continue;
+      const std::string place = file + ":" + std::to_string(number);
+      if (text[0] != ' ') {
+        PlayRows(rows, block);
+        block.clear();
+      }
+      if (text.compare(0, 5, "each ") == 0) {
+        for (const std::string& row : Split(text.substr(5))) rows.push_back(row);
+      } else if (text[0] == ' ') {
+        block.emplace_back(place, text.substr(text.find_first_not_of(' ')));
       } else {
-        ASSERT_TRUE(agent_.Follow(step.substr(0, blank) + " " + rest)) << "no such step";
+        Follow(place, text);
       }
     }
+    PlayRows(rows, block);
+  }
+
+  /// The steps of a block for each row, with the row in place of $* and its words of $1, $2, ...
+  void PlayRows(std::vector<std::string>& rows,
+                const std::vector<std::pair<std::string, std::string>>& block) {
+    if (block.empty()) return;
+    EXPECT_FALSE(rows.empty()) << block[0].first << ": no rows for this block";
+    for (const std::string& row : std::exchange(rows, {})) {
+      for (auto [place, step] : block) {
+        Replace(step, "$*", row);
+        std::istringstream words(row);
+        std::string word;
+        for (char name = '1'; words >> word; ++name) Replace(step, {'$', name}, word);
+        Follow(place, step);
+      }
+    }
+  }
+  static void Replace(std::string& step, const std::string& name, const std::string& by) {
+    for (std::size_t at = 0; (at = step.find(name, at)) != std::string::npos; at += by.size()) {
+      step.replace(at, name.size(), by);
+    }
+  }
+
+  void Follow(const std::string& place, const std::string& step) {
+    if (HasFailure() || IsSkipped()) return;
+    SCOPED_TRACE(place + ": " + step);
+    const std::size_t blank = step.find(' ');
+    const std::string rest = blank == std::string::npos ? "" : Bytes(step.substr(blank + 1));
+    const auto known = kSteps.find(step.substr(0, blank));
+    if (known != kSteps.end()) {
+      (this->*known->second)(rest);
+    } else {
+      EXPECT_TRUE(agent_.Follow(step.substr(0, blank) + " " + rest)) << "no such step";
+    }
+  }
+
+  static std::vector<std::string> Split(const std::string& text) {
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 3) {
+      end = text.find(" | ", begin);
+      parts.push_back(text.substr(begin, end - begin));
+    }
+    return parts;
   }
 
   using Step = void (Exchange::*)(const std::string& rest);
@@ -116,6 +163,11 @@ class Exchange : public testing::Test {
     EXPECT_EQ(Visible(line_->Receive(expected.size(), 30000)), Visible(expected));
     modeReadsBefore_ = agent_.ModeReads();
   }
+  void PassBytes(const std::string& rest) {
+    const std::size_t arrow = rest.find(" => ");
+    Send(rest.substr(0, arrow));
+    Receive(rest.substr(arrow + 4));
+  }
   void Ask(const std::string& rest) {
     const std::size_t arrow = rest.find(" => ");
     Send(Request(rest.substr(0, arrow)));
@@ -149,7 +201,9 @@ class Exchange : public testing::Test {
     while (words >> number >> name) lines += number + ";" + name + ";\n";
     EXPECT_EQ(ReadFile(kRegisterList), lines);
   }
-  void Message(const std::string& text) { ExpectLine(text, errorsSeen_, &Child::Errors); }
+  void Message(const std::string& texts) {
+    for (const std::string& text : Split(texts)) ExpectLine(text, errorsSeen_, &Child::Errors);
+  }
   void Output(const std::string& text) { ExpectLine(text, outputSeen_, &Child::Output); }
 
   /// The next line that the daemon prints begins with this text. The system's error texts behind
@@ -210,6 +264,7 @@ const std::map<std::string, Exchange::Step> Exchange::kSteps = {
     {"requests", &Exchange::Requests}, {"holds", &Exchange::Holds},
     {"list", &Exchange::List},         {"message", &Exchange::Message},
     {"output", &Exchange::Output},     {"unheard", &Exchange::Unheard},
+    {"bytes", &Exchange::PassBytes},
 };
 
 }  // namespace
