@@ -1,6 +1,7 @@
 #include "commands.h"
 
 #include <algorithm>
+#include <set>
 
 #include "line/failure.h"
 #include "line/visible.h"
@@ -47,8 +48,10 @@ CLI::App* Commands::Add(const std::string& name, const std::string& help, const 
       throw Failure(kUsage, "DEVICE is required: the serial device, such as /dev/ttyUSB0.");
     }
     Session& current = *given;
-    if (current.gnp && name != "da" && name != "raw" && name != "listen") {
-      throw Failure(kUsage, name + " is an AK command; --protocol gnp has da, raw and listen.");
+    static const std::set<std::string> kForGNP = {"da", "raw", "listen", "check"};
+    if (current.gnp && kForGNP.count(name) == 0) {
+      throw Failure(kUsage,
+                    name + " is an AK command; --protocol gnp has check, da, listen and raw.");
     }
     run(current, command->remaining());
   });

@@ -5,6 +5,7 @@
 #include "line/failure.h"
 #include "logger/no_reply.h"
 #include "serial/control_bytes.h"
+#include "views/check.h"
 #include "views/listen.h"
 
 namespace {
@@ -67,6 +68,13 @@ void AddControlCommands(const Commands& commands) {
       {{"TEXT",
         "In AK station, function, blank, channel and arguments; in GNP command and instrument id"}},
       "raw 4AREG K0 12", AskRaw);
+  const auto check = std::make_shared<CheckOptions>();
+  CLI::App* checking = commands.Add("check", "Find the instrument, and judge it",
+                                    [check](Session& s, const Words&) { Check(s, *check); });
+  checking->add_option("--report", check->page,
+                       "Write a page of it, with the value of every register");
+  checking->add_flag("--newest", check->newest,
+                     "Tell the newest record too: moves the database pointer to it and back");
   const auto listening = std::make_shared<ListenOptions>();
   CLI::App* listen =
       commands.Add("listen", "Send nothing, and show what others say: listen [OTHER_DEVICE]",

@@ -31,7 +31,7 @@ class Workplace {
         logger_(*line_, options.GetAddress(), options.Patience()),
         numbers_(logger_),
         report_(options.json),
-        session_{*line_, logger_, numbers_, report_, options.protocol == "gnp"} {}
+        session_{*line_, logger_, numbers_, report_, options.protocol == "gnp", options.device} {}
   Session& GetSession() { return session_; }
 
  private:

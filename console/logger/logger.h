@@ -51,6 +51,7 @@ class Logger {
   void SetAddress(const Address& address) { address_ = address; }
   const Address& GetAddress() const { return address_; }
   void SetPatience(std::chrono::milliseconds patience) { wire_.SetPatience(patience); }
+  std::chrono::milliseconds GetPatience() const { return wire_.GetPatience(); }
 
   /// An AK request with any function code; `repeated` is the field that the reply begins with
   /// unless it is refused, if any. Functions that change something throw NotKnown when they were
@@ -75,6 +76,9 @@ class Logger {
   /// Sends this text in an AK frame, or in a GNP frame with its check value, and returns everything
   /// that comes back until the line falls silent.
   std::string Raw(const std::string& text, bool gnp);
+
+  /// From the last request to the end of its reply.
+  std::chrono::milliseconds ReplyTime() const { return wire_.ReplyTime(); }
 
   /// Whether the gateway has answered all that it was asked, or has passed over it.
   bool IsCaughtUp() const { return attribution_.InDoubt() == Attribution::Doubt::kNone; }

@@ -49,6 +49,11 @@ std::string WhyRefused(const std::string& code) {
 
 AKReply ParseReply(const std::string& text, char station) {
   const std::size_t blank = text.find(' ');
+  if (blank == 5 && text[0] != station) {
+    const std::string other = Visible(text.substr(0, 1));
+    throw Failure(kBroken, "The reply is of station " + other + " (--station " + other +
+                               "), not of station " + station + ": " + Visible(text));
+  }
   if (blank == std::string::npos || text[0] != station) {
     throw Failure(kBroken, "The reply is no AK reply of station " + std::string(1, station) + ": " +
                                Visible(text));

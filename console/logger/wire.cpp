@@ -27,6 +27,7 @@ void Wire::Send(const std::string& bytes, const std::string& text, bool gnp) {
     throw Failure(kUsage, "The gateway takes no request of more than 255 characters.");
   }
   line_.Send(bytes);
+  sentAt_ = heardAt_ = std::chrono::steady_clock::now();
   sent_ = text;
   gnp_ = gnp;
   echoed_ = false;
@@ -35,9 +36,19 @@ void Wire::Send(const std::string& bytes, const std::string& text, bool gnp) {
 
 void Wire::GiveUp() const { throw Failure(kNoReply, WhyNoReply(echoed_, heard_, address_, gnp_)); }
 
+bool Wire::TryByte(char& byte, std::chrono::milliseconds wait) {
+  if (!line_.Receive(byte, wait)) return false;
+  heardAt_ = std::chrono::steady_clock::now();
+  return true;
+}
+
+std::chrono::milliseconds Wire::ReplyTime() const {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(heardAt_ - sentAt_);
+}
+
 char Wire::ReceiveByte(const std::string& before, const std::string& text) {
   char byte = 0;
-  if (line_.Receive(byte, patience_)) {
+  if (TryByte(byte, patience_)) {
     if (heard_.size() < kLongestRequest) heard_ += byte;
     return byte;
   }

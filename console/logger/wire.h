@@ -22,6 +22,7 @@ class Wire {
 
   /// Silence that ends the wait for a reply.
   void SetPatience(std::chrono::milliseconds patience) { patience_ = patience; }
+  std::chrono::milliseconds GetPatience() const { return patience_; }
 
   void SendAK(const std::string& text);
   void SendGNP(const std::string& text);
@@ -39,7 +40,10 @@ class Wire {
   char ReceiveByte(const std::string& before, const std::string& text = "");
 
   /// Waits only so long. Returns whether a byte came.
-  bool TryByte(char& byte, std::chrono::milliseconds wait) { return line_.Receive(byte, wait); }
+  bool TryByte(char& byte, std::chrono::milliseconds wait);
+
+  /// From the sending of the last request to the last byte that came.
+  std::chrono::milliseconds ReplyTime() const;
 
   /// Nothing more is expected.
   void EndReply() { line_.GetTranscript().EndLine(); }
@@ -51,6 +55,8 @@ class Wire {
   Line& line_;
   const Address& address_;
   std::chrono::milliseconds patience_;
+  std::chrono::steady_clock::time_point sentAt_;
+  std::chrono::steady_clock::time_point heardAt_;
   std::string sent_;  // text of the last frame
   bool gnp_ = false;
   bool echoed_ = false;  // it came back

@@ -2,6 +2,11 @@
 
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+#include "line/failure.h"
 
 // What assets.S takes in.
 extern "C" {
@@ -94,6 +99,23 @@ void BeginPage(std::ostream& page, const std::string& title, std::string_view st
        << "<title>" << HtmlText(title) << "</title>\n<style>\n"
        << Between(qmxLook, qmxLookEnd) << style << "</style>\n</head>\n<body>\n<h1>"
        << HtmlText(title) << "</h1>\n";
+}
+
+void WritePage(const std::string& path, const std::function<void(std::ostream&)>& write) {
+  if (path == "-") {
+    write(std::cout);
+    if (!std::cout.flush()) throw Failure(kUsage, "The page cannot be written.");
+    return;
+  }
+  const std::string part = path + ".part";
+  std::ofstream page(part, std::ios::binary | std::ios::trunc);
+  if (page) write(page);
+  page.close();
+  std::error_code failed;
+  if (page) std::filesystem::rename(part, path, failed);
+  if (page && !failed) return;
+  std::filesystem::remove(part, failed);
+  throw Failure(kUsage, path + " cannot be written.");
 }
 
 void EndPage(std::ostream& page) {

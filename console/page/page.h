@@ -1,6 +1,7 @@
 // Pages that open anywhere: each is one file with all that it shows, and asks no server.
 #pragma once
 
+#include <functional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -12,6 +13,10 @@ std::string HtmlText(const std::string& text);
 /// The head of a page up to the start of its body, with the look that all pages share and the style
 /// given.
 void BeginPage(std::ostream& page, const std::string& title, std::string_view style = {});
+
+/// Writes a page into a new file that takes the place of the old one in one step; "-" is standard
+/// output. Throws Failure(kUsage) when it cannot be written.
+void WritePage(const std::string& path, const std::function<void(std::ostream&)>& write);
 
 /// "made by qmx-console VERSION on DATE", and the end.
 void EndPage(std::ostream& page);

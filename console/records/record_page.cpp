@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 
 #include "line/failure.h"
 #include "page/page.h"
@@ -351,18 +350,8 @@ std::string WriteRecordPage(const RecordPageOptions& options, const Facts& instr
                             const std::string& proof) {
   const Series series = ReadSeries(options.files);
   const std::string path = PathOf(options);
-  if (path == "-") {
-    RecordPage(std::cout, options, series).Write(instrument, proof);
-    if (!std::cout.flush()) throw Failure(kUsage, "The page cannot be written.");
-    return path;
-  }
-  const std::string part = path + ".part";
-  std::ofstream page(part, std::ios::binary | std::ios::trunc);
-  if (page) RecordPage(page, options, series).Write(instrument, proof);
-  page.close();
-  std::error_code failed;
-  if (page) std::filesystem::rename(part, path, failed);
-  if (page && !failed) return path;
-  std::filesystem::remove(part, failed);
-  throw Failure(kUsage, path + " cannot be written.");
+  WritePage(path, [&](std::ostream& page) {
+    RecordPage(page, options, series).Write(instrument, proof);
+  });
+  return path;
 }

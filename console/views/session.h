@@ -10,5 +10,6 @@ struct Session {
   Logger& logger;
   RegisterNumbers& numbers;
   const Report& report;
-  bool gnp;  ///< --protocol gnp
+  bool gnp;            ///< --protocol gnp
+  std::string device;  ///< as it was given
 };
