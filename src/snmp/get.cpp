@@ -4,10 +4,7 @@
 #include "base/text.h"
 #include "snmp/snmp.h"
 
-namespace {
-
-/// Stores the binding's value by its type. Returns false when the value does not fit the record.
-bool Store(netsnmp_variable_list& binding, SNMPValue& value) {
+bool StoreValue(netsnmp_variable_list& binding, SNMPValue& value) {
   switch (binding.type) {
     case ASN_INTEGER:
     case ASN_UNSIGNED:
@@ -43,8 +40,6 @@ bool Store(netsnmp_variable_list& binding, SNMPValue& value) {
   return true;
 }
 
-}  // namespace
-
 int CSNMP::Get(const char* name, SNMPValue& value) {
   char object[256];
   oid identifier[MAX_OID_LEN];
@@ -68,7 +63,7 @@ int CSNMP::Get(const char* name, SNMPValue& value) {
     std::fprintf(stderr, "Error in packet (%s)\nReason: no value\n", object);
     return -1;
   }
-  if (!Store(*response->variables, value)) {
+  if (!StoreValue(*response->variables, value)) {
     std::fprintf(stderr, "Error in packet (%s)\nReason: value too long\n", object);
     return -1;
   }

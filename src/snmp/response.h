@@ -9,6 +9,8 @@
 #include <cstring>
 #include <memory>
 
+#include "snmp/snmp_value.h"
+
 struct ReleasePDU {
   void operator()(netsnmp_pdu* pdu) const { snmp_free_pdu(pdu); }
 };
@@ -29,3 +31,7 @@ inline std::int32_t Integer32(const netsnmp_variable_list& binding) {
   if (binding.val_len == sizeof value) std::memcpy(&value, binding.val.string, sizeof value);
   return value;
 }
+
+/// Stores the value by its type, and its type code. Returns false when it does not fit the record,
+/// which is then as before.
+bool StoreValue(netsnmp_variable_list& binding, SNMPValue& value);

@@ -1,0 +1,46 @@
+// The database, reached as the gateway reaches it, but with an end to each wait.
+#pragma once
+
+#include <mysql.h>
+
+#include <string>
+
+#include "db/records.h"
+#include "db/result.h"
+
+class Connection {
+ public:
+  Connection() {
+    mysql_init(&mysql_);
+    const unsigned connecting = 2;
+    const unsigned reading = 3;
+    mysql_options(&mysql_, MYSQL_OPT_CONNECT_TIMEOUT, &connecting);
+    mysql_options(&mysql_, MYSQL_OPT_READ_TIMEOUT, &reading);
+    open_ = mysql_real_connect(&mysql_, kDatabaseHost, kDatabaseUser, kDatabasePassword,
+                               kDatabaseName, 0, nullptr, 0) != nullptr;
+  }
+  ~Connection() { mysql_close(&mysql_); }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  bool IsOpen() const { return open_; }
+  unsigned Error() { return mysql_errno(&mysql_); }
+  std::string Reason() { return mysql_error(&mysql_); }
+
+  /// Null when the statement fails.
+  Result Ask(const std::string& statement) {
+    if (mysql_query(&mysql_, statement.c_str()) != 0) return nullptr;
+    return Result(mysql_store_result(&mysql_));
+  }
+
+  /// The first field of the first row; empty when there is none.
+  std::string AskOne(const std::string& statement) {
+    const Result result = Ask(statement);
+    const MYSQL_ROW row = result ? mysql_fetch_row(result.get()) : nullptr;
+    return row == nullptr || row[0] == nullptr ? "" : row[0];
+  }
+
+ private:
+  MYSQL mysql_{};
+  bool open_ = false;
+};

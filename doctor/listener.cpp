@@ -1,0 +1,57 @@
+#include "doctor/listener.h"
+
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "port/owner.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Sockets that have the local port, of /proc/net/udp or tcp; those of tcp in state 0A (listening).
+std::set<std::string> SocketsOf(const std::string& table, int port, unsigned state) {
+  std::set<std::string> sockets;
+  std::ifstream lines(table);
+  for (std::string line; std::getline(lines, line);) {
+    int local = 0;
+    unsigned socketState = 0;
+    unsigned long inode = 0;
+    if (std::sscanf(line.c_str(), " %*d: %*[0-9A-F]:%x %*[0-9A-F]:%*x %x %*s %*s %*s %*d %*d %lu",
+                    reinterpret_cast<unsigned*>(&local), &socketState, &inode) == 3 &&
+        local == port && (state == 0 || socketState == state)) {
+      sockets.insert("socket:[" + std::to_string(inode) + "]");
+    }
+  }
+  return sockets;
+}
+
+std::string Listener(const std::string& protocol, int port, unsigned state) {
+  std::set<std::string> sockets = SocketsOf("/proc/net/" + protocol, port, state);
+  sockets.merge(SocketsOf("/proc/net/" + protocol + "6", port, state));
+  if (sockets.empty()) return "";
+  std::error_code error;
+  for (const auto& process : fs::directory_iterator("/proc", error)) {
+    const long number = std::atol(process.path().filename().c_str());
+    if (number <= 0) continue;
+    for (const auto& descriptor : fs::directory_iterator(process.path() / "fd", error)) {
+      if (sockets.count(fs::read_symlink(descriptor.path(), error)) == 0) continue;
+      std::string name;
+      std::ifstream comm(process.path() / "comm");
+      std::getline(comm, name);
+      return Describe({number, name, How::kOpen});
+    }
+  }
+  return "a program";
+}
+
+}  // namespace
+
+std::string UDPListener(int port) { return Listener("udp", port, 0); }
+
+std::string TCPListener(int port) { return Listener("tcp", port, 0x0A); }
