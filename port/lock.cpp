@@ -48,7 +48,7 @@ std::optional<Owner> PortLock::WriteLockFile(const std::string& device,
   std::error_code error;
   const fs::path port = fs::canonical(device, error);
   if (error) return std::nullopt;
-  const std::string path = std::string(kLockFolder) + kLockPrefix + port.filename().string();
+  const std::string path = std::string(kLockFolder) + kLockPrefix + LockFileName(port);
   // Under its name only when it is whole, so that nobody reads a file without a process.
   const std::string draft = std::string(kLockFolder) + "LTMP." + std::to_string(getpid());
   std::ofstream file(draft);

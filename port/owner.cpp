@@ -35,11 +35,17 @@ std::string ProgramOf(long process) {
   return name;
 }
 
-/// Some programs write the last name of whatever path they were given.
+/// Lock files are named after the path that a program was given: its last name, or all of it behind
+/// /dev with _ for each /.
 bool NamesPort(const std::string& name, const std::string& device, const struct stat& port) {
   if (fs::path(device).filename() == name) return true;
   for (const char* folder : {"/dev/", "/dev/pts/", "/dev/serial/by-id/", "/dev/serial/by-path/"}) {
+    const std::string prefix = LockFileName(folder);
     if (IsPort(folder + name, port)) return true;
+    if (name.compare(0, prefix.size(), prefix) == 0 &&
+        IsPort(folder + name.substr(prefix.size()), port)) {
+      return true;
+    }
   }
   return false;
 }
@@ -130,6 +136,14 @@ class Search {
 };
 
 }  // namespace
+
+std::string LockFileName(const std::string& path) {
+  const std::string folder("/dev/");
+  if (path.compare(0, folder.size(), folder) != 0) return fs::path(path).filename();
+  std::string name = path.substr(folder.size());
+  std::replace(name.begin(), name.end(), '/', '_');
+  return name;
+}
 
 std::string Describe(const Owner& owner) {
   if (owner.process == 0) return owner.program.empty() ? "another program" : owner.program;

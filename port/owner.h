@@ -9,6 +9,10 @@
 constexpr char kLockFolder[] = "/run/lock/";
 constexpr char kLockPrefix[] = "LCK..";
 
+/// What stands for NAME: the path behind /dev with _ for each /, as minicom has it; elsewhere the
+/// last name.
+std::string LockFileName(const std::string& path);
+
 /// How a program has a port.
 enum class How {
   kLockFile,  ///< a lock file names its process

@@ -24,8 +24,7 @@ class Port : public testing::Test {
     device_ = name;
     other_ = "/tmp/qmx-port-" + std::to_string(getpid());
     std::filesystem::create_symlink(device_, other_);
-    file_ =
-        kLockFolder + std::string(kLockPrefix) + std::filesystem::path(device_).filename().string();
+    file_ = kLockFolder + std::string(kLockPrefix) + LockFileName(device_);
   }
   ~Port() override {
     close(slave_);
