@@ -1,5 +1,6 @@
 #include <net-snmp/net-snmp-config.h>
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 
@@ -17,9 +18,9 @@ constexpr const char* kRegisters[] = {
     kOperatingMode, kAKSetTime,      kCommand,       kDatabasePointer, kInstrumentID,
     kLocationID,    kPRCNumber,      kResponseEnd};
 
-/// Of an agent with which a request that needs five registers takes more than two seconds.
+/// Seconds to an answer, of which a request needs five.
 constexpr double kTooSlow = 0.4;
-constexpr double kSlow = 0.1;
+constexpr double kSlow = 0.2;
 
 std::string CommandLine(const char* program, const std::string& rest) {
   return Text("%s -v1 -c %s %s %s", program, kCommunity, kAgentHost, rest.c_str());
@@ -87,7 +88,13 @@ void CheckAgent(Agent& agent, Instrument& instrument, Report& report) {
     report.Skip("agent", "it cannot be asked without the MIB modules");
     return;
   }
-  const Answer answer = agent.Get(kRS232Mode);
+  Answer answer = agent.Get(kRS232Mode);
+  // One slow answer may be the machine's doing.
+  for (double spent = answer.seconds; answer.seconds > kSlow && spent < 3;) {
+    const Answer next = agent.Get(kRS232Mode);
+    spent += next.seconds;
+    answer.seconds = std::min(answer.seconds, next.seconds);
+  }
   if (answer.outcome == Outcome::kSilent) {
     const std::string listener = UDPListener(161);
     if (listener.empty()) {
