@@ -70,6 +70,7 @@ Child::Child(const std::vector<std::string>& command) {
   arguments.push_back(nullptr);
   id_ = fork();
   if (id_ != 0) return;
+  for (int caught = 1; caught < NSIG; ++caught) signal(caught, SIG_DFL);
   constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
   dup2(open("/dev/null", O_RDONLY), 0);
   dup2(open(output_.c_str(), kFlags, 0600), 1);

@@ -25,7 +25,8 @@ void WriteFile(const std::string& path, const std::string& text);
 /// Whether the laboratory has namespaces of its own, and so mounts.
 bool IsPrivate();
 
-/// A started program; ended, if need be by force, with the object.
+/// A program, started with its signals at their defaults; ended, if need be by force, with the
+/// object.
 class Child {
  public:
   explicit Child(const std::vector<std::string>& command);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <regex>
 #include <string>
 #include <vector>
@@ -51,11 +52,18 @@ class Console : public testing::Test {
     return RunToEnd(words);
   }
 
+  static constexpr char kRegisterList[] = "/home/qmx/register.txt";
+
   Database database_;
   Child instrument_{{Program("qmx-instrument"), "--type", "Twinex", "--diagnostics", "40"}};
+  const bool serves_ =
+      WaitFor([this] { return instrument_.Output().find("udp port") != std::string::npos; });
   Child cable_{
       {"socat", "pty,rawer,link=" + LabPath("logger"), "pty,rawer,link=" + LabPath("port")}};
   const bool plugged_ = WaitFor([] { return access(LabPath("port").c_str(), F_OK) == 0; });
+  const bool old_ = std::remove(kRegisterList) == 0;
   Child gateway_{{Program("qmx-gateway"), LabPath("port")}};
+  // It lists the registers once it has opened the line, and forgotten what came before.
+  const bool opened_ = WaitFor([] { return access(kRegisterList, F_OK) == 0; });
   const std::string device_ = LabPath("logger");
 };

@@ -51,7 +51,7 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
   };
   for (const auto& row : kTable) {
     const Line line;
-    std::vector<std::string> command = {Program("qmx-console"), line.Device(), "--timeout", "0.3"};
+    std::vector<std::string> command = {Program("qmx-console"), line.Device(), "--timeout", "2"};
     command.insert(command.end(), row.words.begin(), row.words.end());
     Child console(command);
     EXPECT_FALSE(ReceiveRequest(line).empty());
@@ -68,7 +68,7 @@ TEST(ConsoleLine, TakesNoLateReplyForTheNextOne) {
   const Line line;
   Child console({"sh", "-c",
                  "printf 'areg 7\\nareg 7\\nereg 7 5\\nda\\nda\\n' | " + Program("qmx-console") +
-                     " --timeout 0.3 " + line.Device() + " 2>&1"});
+                     " --timeout 2 " + line.Device() + " 2>&1"});
   EXPECT_EQ(ReceiveRequest(line), Request("4AREG K0 7"));
   line.Send(Reply("4EREG 0 7") + Reply("4AREG 0 8 other"));
   EXPECT_EQ(ReceiveRequest(line, Reply("4AREG 0 7 late")), Request("4AREG K0 7"));
