@@ -6,7 +6,6 @@
 #include <limits>
 #include <random>
 
-#include "ak/clock_command.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "core/gateway.h"
@@ -96,35 +95,6 @@ TEST(CheckValue, CombinesSignedBytes) {
   EXPECT_EQ(CheckValue("A", -1), 0);
 }
 
-TEST(ClockCommand, IsMadeOfDigitsOrNotAtAll) {
-  const struct {
-    const char* time;
-    const char* command;
-  } kTimes[] = {
-      {"2007-03-15 14:30:45", "date 031514302007.45"},
-      {"2007-03-15 14:30", "date 031514302007"},
-      {"2007-03-15 14:30:", "date 031514302007"},
-      {"2007-03-15 14:30:45 \r\n", "date 031514302007.45"},
-      {"--2007--03-15 14::30", "date 031514302007"},
-      {"2007-03-15 14", nullptr},
-      {"2007-03-15", nullptr},
-      {"", nullptr},
-      {"2007-03-15 14:30:4 5", nullptr},
-      {"2007-03-15 14:30:45;reboot", nullptr},
-      {"2007-03-15 14:3\xB0:45", nullptr},
-      {"+007-03-15 14:30", nullptr},
-  };
-  for (const auto& example : kTimes) {
-    char time[64];
-    char command[kClockCommandSize];
-    CopyText(time, example.time);
-    ASSERT_EQ(MakeClockCommand(time, command), example.command != nullptr) << example.time;
-    if (example.command != nullptr) {
-      EXPECT_STREQ(command, example.command);
-    }
-  }
-}
-
 TEST(Text, NeverLeavesItsField) {
   struct {
     char field[4] = {'?', '?', '?', '?'};
@@ -143,13 +113,6 @@ TEST(Text, NeverLeavesItsField) {
   EXPECT_STREQ(room.field, "-bc");
   EXPECT_FALSE(AppendText(room.field, used, "d"));
   EXPECT_EQ(room.guard, '!');
-}
-
-TEST(TypeName, KnowsItsCodesAndTellsOthers) {
-  const std::pair<unsigned char, const char*> kNames[] = {
-      {0x02, "INTEGER"},      {0x4B, "UNSIGNED64"},   {0x7A, "OPAQUE_I64"},  {0xC1, "UNION"},
-      {0x80, "Unknown 0x80"}, {0x0F, "Unknown 0x0f"}, {0x77, "Unknown 0x77"}};
-  for (const auto& [code, name] : kNames) EXPECT_STREQ(CSNMP::TypeName(code), name);
 }
 
 }  // namespace
