@@ -32,6 +32,8 @@ class CommandHelp : public CLI::Formatter {
     return text;
   }
 
+  const std::vector<Commands::Word>& Words() const { return words_; }
+
  private:
   std::vector<Commands::Word> words_;
 };
@@ -80,6 +82,19 @@ void AddCommands(CLI::App& parser, const GetSession& session) {
   AddRegisterCommands(commands);
   AddRecordCommands(commands);
   AddControlCommands(commands);
+}
+
+std::vector<Place> PlacesOf(const CLI::App& command) {
+  std::vector<Place> places;
+  const auto formatter = command.get_formatter();
+  if (const auto* help = dynamic_cast<const CommandHelp*>(formatter.get())) {
+    for (const Commands::Word& word : help->Words()) places.push_back({word.name, false});
+  }
+  for (const CLI::Option* option : command.get_options()) {
+    if (!option->get_positional()) continue;
+    places.push_back({option->get_name(true), option->get_items_expected_max() > 1});
+  }
+  return places;
 }
 
 std::function<std::string(const std::string&)> Digits(std::size_t count) {

@@ -52,6 +52,13 @@ void AddControlCommands(const Commands& commands);   ///< lcfg, sf, da, raw, lis
 /// All of them.
 void AddCommands(CLI::App& parser, const GetSession& session);
 
+/// A word that a command takes, in the order in which they stand.
+struct Place {
+  std::string name;
+  bool repeated;  ///< any number of them
+};
+std::vector<Place> PlacesOf(const CLI::App& command);
+
 /// A check for options that are numbers of so many digits.
 std::function<std::string(const std::string&)> Digits(std::size_t count);
 

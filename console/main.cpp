@@ -71,7 +71,7 @@ int main(int argc, char* argv[]) {
     if (app.get_subcommands().empty()) {
       Session* const opened = session(true);
       if (opened == nullptr) throw CLI::RequiredError("DEVICE");
-      return Prompt(*opened);
+      return Prompt(*opened, app, options);
     }
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kUsage;

@@ -53,6 +53,12 @@ void AddLineOptions(CLI::App& app, Options& options) {
   app.add_flag("--json", options.json, "Print one JSON object for each reply");
 }
 
+const std::vector<std::string>& SettableNames() {
+  static const std::vector<std::string> kNames = {"station",  "channel", "id",
+                                                  "protocol", "timeout", "json"};
+  return kNames;
+}
+
 void SetOption(CLI::App& app, const std::string& name, const Setting& setting) {
   CLI::Option* option = app.get_option("--" + name);
   try {
@@ -60,7 +66,10 @@ void SetOption(CLI::App& app, const std::string& name, const Setting& setting) {
     option->add_result(setting.value);
     option->run_callback();
   } catch (const CLI::ParseError& error) {
-    throw Failure(kUsage, setting.source + ": " + error.what() + ".");
+    std::string why = error.what();
+    const std::string named = "--" + name + ": ";
+    if (why.compare(0, named.size(), named) == 0) why.erase(0, named.size());
+    throw Failure(kUsage, setting.source + ": " + why + ".");
   }
 }
 

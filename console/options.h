@@ -27,6 +27,9 @@ struct Options {
 /// --timeout and --json.
 void AddLineOptions(CLI::App& app, Options& options);
 
+/// Their names, "--" left out.
+const std::vector<std::string>& SettableNames();
+
 /// Gives an option added above, "--" left out, a value. Throws Failure(kUsage).
 void SetOption(CLI::App& app, const std::string& name, const Setting& setting);
 

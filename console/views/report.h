@@ -42,6 +42,7 @@ class Report {
   void Answer(const std::string& bytes) const;
 
   bool Json() const { return json_; }
+  void SetJson(bool json) { json_ = json; }
 
  private:
   bool json_;

@@ -9,7 +9,7 @@ struct Session {
   Line& line;
   Logger& logger;
   RegisterNumbers& numbers;
-  const Report& report;
+  Report& report;
   bool gnp;            ///< --protocol gnp
   std::string device;  ///< as it was given
 };

@@ -164,15 +164,25 @@ TEST_F(Console, ReadsItsConfiguration) {
 TEST_F(Console, ReadsCommandsLineByLine) {
   const Ended ended = RunToEnd(
       {"sh", "-c",
-       "printf 'lcfg\nareg --help\nbogus\n\nsf 99\ntrace on\nhelp\nlcfg\nquit\nlcfg\n' | " +
+       "printf 'LCFG\nareg --help\nbogus\n\nsf 99\nset station 55\nset station 5\n"
+       "set timeout 0.3\nlcfg\nset station 4\nset json on\nlcfg\nset json off\nhelp LCFG\n"
+       "set protocol gnp\nlcfg\nset protocol ak\nset\ntrace on\nhelp\nlcfg\nquit\nlcfg\n' | " +
            Program("qmx-console") + " " + device_});
-  EXPECT_EQ(ended.status, 4);
-  EXPECT_EQ(ended.output.compare(0, 23, "instrument type 2\nRead "), 0) << ended.output;
-  EXPECT_NE(ended.output.find("\nquit "), std::string::npos) << ended.output;
-  EXPECT_EQ(Timeless(ended.errors),
-            "There is no command bogus; \"help\" lists them.\n"
-            "SF99 refused: there is no such function, but 03, 06, 09, 17, 25 and 26.\n"
-            "TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>\n");
+  EXPECT_EQ(ended.status, 1);
+  for (const char* text : {"instrument type 2\nRead ", "\"value\":\"2\"}\nInstrument type number\n",
+                           "\nprotocol  ak\ntimeout   0.3\njson      off\n", "\nquit "}) {
+    EXPECT_NE(ended.output.find(text), std::string::npos) << text << "\n" << ended.output;
+  }
+  for (const char* text :
+       {"There is no command bogus; \"help\" lists them.\n"
+        "SF99 refused: there is no such function, but 03, 06, 09, 17, 25 and 26.\n"
+        "set station: one character.\nNo reply, not a byte. The instrument may have another "
+        "station "
+        "than 5",
+        "\nlcfg is an AK command; --protocol gnp has ",
+        "\nTIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>\n"}) {
+    EXPECT_NE(Timeless(ended.errors).find(text), std::string::npos) << text << "\n" << ended.errors;
+  }
 }
 
 }  // namespace

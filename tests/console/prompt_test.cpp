@@ -5,45 +5,89 @@
 
 namespace {
 
+/// The console at its prompt, in a terminal of its own.
+class Typed {
+ public:
+  explicit Typed(const std::string& device)
+      : console({"sh", "-c",
+                 "HOME=" + LabPath("") + " exec setsid --wait --ctty " + Program("qmx-console") +
+                     " " + device + " <" + terminal.Device() + " >" + terminal.Device() +
+                     " 2>&1"}) {}
+
+  /// Whether the text is shown next, after these keys.
+  bool Shows(const std::string& text, const std::string& keys = "") {
+    terminal.Send(keys);
+    const std::string shown = terminal.ReceiveUntil(text);
+    const bool found = shown.size() >= text.size() &&
+                       shown.compare(shown.size() - text.size(), text.size(), text) == 0;
+    EXPECT_TRUE(found) << "no " << text << " in " << shown;
+    return found;
+  }
+
+  const Line terminal;
+  Child console;
+};
+
 TEST_F(Console, TakesInterruptsAtItsPrompt) {
   database_.Run("CREATE TABLE LogEntry (time_stamp DATETIME, note TEXT)");
   database_.Run(
       "INSERT INTO LogEntry SELECT '2020-01-01' + INTERVAL seq MINUTE, 'plain' FROM "
       "seq_1_to_2000");
   ASSERT_EQ(Ask({"ereg", "17", "2021-01-01"}).status, 0);
-  const Line terminal;
-  Child console({"sh", "-c",
-                 "HOME=" + LabPath("") + " exec setsid --wait --ctty " + Program("qmx-console") +
-                     " " + device_ + " <" + terminal.Device() + " >" + terminal.Device() +
-                     " 2>&1"});
-  const auto shows = [&terminal](const std::string& text) {
-    return terminal.ReceiveUntil(text).size() >= text.size();
-  };
+  Typed typed(device_);
   // A line that is being typed is forgotten.
-  ASSERT_TRUE(shows("qmx> "));
-  terminal.Send("ereg 29 7");
-  ASSERT_TRUE(shows("29 7"));
-  terminal.Send("\x03");
-  ASSERT_TRUE(shows("qmx> "));
-  terminal.Send("areg 29\r");
-  EXPECT_TRUE(shows("29  300\r\n"));
+  typed.Shows("qmx> ");
+  typed.Shows("29 7", "ereg 29 7");
+  typed.Shows("qmx> ", "\x03");
+  typed.Shows("29  300\r\n", "areg 29\r");
   // A download puts the pointer back.
   const std::string file = LabPath("prompt.csv");
-  ASSERT_TRUE(shows("qmx> "));
-  terminal.Send("download " + file + " --batch 2\r");
+  typed.Shows("qmx> ");
+  typed.terminal.Send("download " + file + " --batch 2\r");
   ASSERT_TRUE(WaitFor([&file] { return ReadFile(file).size() > 100; }));
-  terminal.Send("\x03");
-  EXPECT_TRUE(shows("the same command goes on from here"));
-  ASSERT_TRUE(shows("qmx> "));
-  terminal.Send("areg 17\r");
-  EXPECT_TRUE(shows("17  2021-01-01\r\n"));
+  typed.Shows("the same command goes on from here", "\x03");
+  typed.Shows("qmx> ");
+  typed.Shows("17  2021-01-01\r\n", "areg 17\r");
   // The end leaves the terminal as it was.
-  ASSERT_TRUE(shows("qmx> "));
-  console.Signal(SIGTERM);
-  EXPECT_EQ(console.Wait(), 128 + SIGTERM);
+  typed.Shows("qmx> ");
+  typed.console.Signal(SIGTERM);
+  EXPECT_EQ(typed.console.Wait(), 128 + SIGTERM);
   termios after{};
-  ASSERT_EQ(tcgetattr(terminal.Master(), &after), 0);
+  ASSERT_EQ(tcgetattr(typed.terminal.Master(), &after), 0);
   EXPECT_NE(after.c_lflag & ICANON, 0U);
+}
+
+TEST_F(Console, CompletesWhatIsTyped) {
+  ASSERT_EQ(Ask({"lcfg"}).status, 0);
+  WriteFile(LabPath("begun.csv"), "");
+  Typed typed(device_);
+  typed.Shows("qmx> ");
+  typed.Shows("qmxKORVBState.0  2\r\n", "ar\tQMXKORVBst\t\r");
+  // A value is no register.
+  typed.Shows("qmxOperatorNote.0 is set", "ereg qmxOperatorN\tqmxOper\t\r");
+  typed.Shows("qmxOperatorNote  qmxOper\r\n", "areg qmxOperatorNote\r");
+  typed.Shows("B  E", "ssto \t\t");
+  typed.Shows("un.csv ",
+              "\x15"
+              "download " +
+                  LabPath("beg") + "\t");
+  typed.Shows("gin ", "--from be\t");
+  typed.Shows("protocol  gnp", "\x15set pro\tg\t\rset\r");
+}
+
+TEST_F(Console, OpensAPortThatComesBack) {
+  Typed typed(device_);
+  typed.Shows("instrument type 2", "lcfg\r");
+  cable_.Signal(SIGKILL);
+  cable_.Wait();
+  typed.Shows("The serial device is gone", "lcfg\r");
+  unlink(device_.c_str());
+  typed.Shows("cannot be opened: No such file", "lcfg\r");
+  unlink(LabPath("port").c_str());
+  const Child cable({"socat", "pty,rawer,link=" + device_, "pty,rawer,link=" + LabPath("port")});
+  ASSERT_TRUE(WaitFor([] { return access(LabPath("port").c_str(), F_OK) == 0; }));
+  const Child gateway({Program("qmx-gateway"), LabPath("port")});
+  typed.Shows("instrument type 2", "lcfg\r");
 }
 
 }  // namespace
