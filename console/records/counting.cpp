@@ -16,7 +16,9 @@ bool Counting::Agrees() {
   // Up to the last time stamp but one there are no fewer. There stepping goes no further, whether
   // records are there or not: the last one's are brought.
   const std::string from = std::max(window_.behind, oldest_);
-  if (reader_.At(from, held_.Between(from, top)) != std::max(from, previous)) return false;
+  const std::string at = reader_.At(from, held_.Between(from, top));
+  exceeding_ = at > std::max(from, previous);
+  if (at != std::max(from, previous)) return false;
   const long atTop = held_.Before(end) - held_.Before(end - 1);
   long brought = 0;
   for (const Record& record : reader_.Bring(previous, atTop + 1).records) {
@@ -49,26 +51,36 @@ std::optional<Window> Counting::NextDifference(const std::string& behind) {
 std::optional<Window> Counting::DifferenceBefore(const std::string& behind,
                                                  const std::string& before) {
   // Behind the newest record stepping goes no further: the rest is brought.
-  const std::string newest = reader_.Newest();
-  const std::string bound = std::max(behind, std::min(before, newest));
+  if (newest_.empty()) newest_ = reader_.Newest();
+  const std::string bound = std::max(behind, std::min(before, newest_));
   const long begin = held_.Find(std::max(JustBehind(behind), oldest_));
   const long end = std::max(begin, held_.Find(bound));
   const auto records = [&](long stamp) { return held_.Before(stamp) - held_.Before(begin); };
   const auto limit = [&](long stamp) { return stamp == end ? bound : held_.Stamp(stamp); };
-  const auto place = [&](long n) {
-    const std::string at = reader_.At(behind, n);
-    return at > behind ? at : before;
+  std::string last;  // the n-th record behind `behind`, with the n that was asked for last
+  long lastN = 0;
+  const auto place = [&](long n, bool quick) {
+    // From a record of which there are not several, and not from the last, where others have
+    // stopped.
+    last = quick && last < newest_ && held_.Of(last) < 2 ? reader_.At(last, n - lastN)
+                                                         : reader_.At(behind, n);
+    lastN = n;
+    return last > behind ? last : before;
   };
   // Whether the instrument has more records, or fewer, in front of a time stamp than the file.
   std::string at;
-  const auto lacks = [&](long stamp) { return (at = place(records(stamp) + 1)) < limit(stamp); };
-  const auto exceeds = [&](long stamp) {
-    return records(stamp) > 0 && place(records(stamp)) >= limit(stamp);
+  const auto lacks = [&](long stamp, bool quick) {
+    return (at = place(records(stamp) + 1, quick)) < limit(stamp);
   };
-  const bool lacking = lacks(end);
-  if (!lacking && !exceeds(end)) {
-    return newest < before ? DifferenceAtEnd(end > begin ? held_.Stamp(end - 1) : behind, before)
-                           : std::nullopt;
+  const auto exceeds = [&](long stamp, bool quick) {
+    return records(stamp) > 0 && place(records(stamp), quick) >= limit(stamp);
+  };
+  const bool exceeding = exceeding_ && exceeds(end, false);
+  exceeding_ = false;
+  const bool lacking = !exceeding && lacks(end, false);
+  if (!exceeding && !lacking && !exceeds(end, false)) {
+    return newest_ < before ? DifferenceAtEnd(end > begin ? held_.Stamp(end - 1) : behind, before)
+                            : std::nullopt;
   }
   long same = lacking ? begin - 1 : begin;
   long other = end;
@@ -79,7 +91,7 @@ std::optional<Window> Counting::DifferenceBefore(const std::string& behind,
   found(end);
   while (other - same > 1 && records(other) - records(std::max(same, begin)) > kFew) {
     const long middle = (same + other) / 2;
-    if (lacking ? lacks(middle) : exceeds(middle)) {
+    if (lacking ? lacks(middle, quick_) : exceeds(middle, quick_)) {
       found(middle);
     } else {
       same = middle;

@@ -16,8 +16,10 @@ struct Window {
 
 class Counting {
  public:
-  Counting(RecordReader& reader, const Held& held, Window window)
-      : reader_(reader), held_(held), window_(std::move(window)) {}
+  /// A quick one may lead to a wrong place where time stamps have several records, but does not
+  /// take a file for whole that is not.
+  Counting(RecordReader& reader, const Held& held, Window window, bool quick)
+      : reader_(reader), held_(held), window_(std::move(window)), quick_(quick) {}
 
   /// Whether the numbers agree in the whole window, but for records older than the oldest of the
   /// instrument, in as few requests as will do; false also where the file is too small for that.
@@ -27,7 +29,7 @@ class Counting {
   /// records of the file, unless more have one time stamp.
   std::optional<Window> NextDifference(const std::string& behind);
 
-  static constexpr long kFew = 48;
+  static constexpr long kFew = 32;
 
   /// The instrument's oldest record, as Agrees has found it; the window begins no earlier.
   const std::string& Oldest() const { return oldest_; }
@@ -39,6 +41,9 @@ class Counting {
   RecordReader& reader_;
   const Held& held_;
   Window window_;
+  bool quick_;
   std::string oldest_;
-  std::string doubt_;  // in front of this time stamp numbers differ, although not in the whole
+  std::string newest_;
+  bool exceeding_ = false;  // the file is likely to have more
+  std::string doubt_;       // in front of this time stamp numbers differ, although not in the whole
 };

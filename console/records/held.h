@@ -4,6 +4,9 @@
 #include <string>
 #include <vector>
 
+/// The first text behind a time stamp: what is earlier than it is the time stamp or earlier.
+inline std::string JustBehind(const std::string& timeStamp) { return timeStamp + '\x01'; }
+
 /// The time stamps in their order, numbered from 0.
 class Held {
  public:
@@ -26,6 +29,11 @@ class Held {
   /// Records between two texts: later than the first, earlier than the second.
   long Between(const std::string& behind, const std::string& before) const;
 
+  /// Records of this time stamp.
+  long Of(const std::string& timeStamp) const {
+    return Before(Find(JustBehind(timeStamp))) - Before(Find(timeStamp));
+  }
+
   /// The newest time stamp; empty when there is none.
   std::string Newest() const { return stamps_.empty() ? "" : stamps_.back().text; }
 
@@ -38,6 +46,3 @@ class Held {
 
   std::vector<Entry> stamps_;
 };
-
-/// The first text behind a time stamp: what is earlier than it is the time stamp or earlier.
-inline std::string JustBehind(const std::string& timeStamp) { return timeStamp + '\x01'; }

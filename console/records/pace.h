@@ -16,7 +16,7 @@ class Pace {
   void Took(long records);
 
  private:
-  static constexpr long kFirst = 20;
+  static constexpr long kFirst = 40;
   long fixed_;
   long records_;
   std::chrono::steady_clock::time_point start_;

@@ -34,7 +34,7 @@ Outcome Proof::Run(bool mend) {
   int unexplained = 0;
   for (int round = 0; round < kMostRounds; ++round) {
     changed_ = false;
-    if (Compare(mend)) return Summary(true);
+    if (Compare(mend, unexplained == 0)) return Summary(true);
     if (changed_) continue;
     // A number may have come wrongly.
     if (!parts_.empty() || ++unexplained == kMostUnexplained) break;
@@ -43,10 +43,10 @@ Outcome Proof::Run(bool mend) {
 }
 
 /// One round. Returns whether nothing is left to be settled.
-bool Proof::Compare(bool mend) {
+bool Proof::Compare(bool mend, bool quick) {
   parts_.clear();
   oldestGone_ = 0;
-  Counting counting(reader_, store_.Holds(), window_);
+  Counting counting(reader_, store_.Holds(), window_, quick);
   const bool agrees = counting.Agrees();
   oldest_ = counting.Oldest();
   bool settled = true;
@@ -93,6 +93,10 @@ std::string Proof::CompareFrom(const Window& difference, bool mend) {
       std::vector<std::string> others;
       std::vector<Record> missing = store_.Missing(records, from, covered, others);
       const bool all = missing.size() == records.size();
+      // Unless a record as old is there, the table may have been cleared just now.
+      const bool older =
+          !records.empty() && !others.empty() && records[0].stamp <= TimeStamp(others[0]);
+      if (!others.empty() && !older) oldest_ = reader_.Oldest();
       differs = Judge(std::move(missing), others, mend);
       behind = end ? window_.before : records.back().stamp;
       from = covered;
@@ -112,7 +116,6 @@ std::string Proof::CompareFrom(const Window& difference, bool mend) {
 
 /// Takes what is missing, or notes it; notes what the instrument does not have.
 bool Proof::Judge(std::vector<Record> missing, const std::vector<std::string>& others, bool mend) {
-  if (!others.empty()) oldest_ = reader_.Oldest();
   bool differs = !missing.empty();
   for (const std::string& line : others) {
     const std::string stamp = TimeStamp(line);

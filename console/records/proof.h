@@ -45,7 +45,7 @@ class Proof {
 
  private:
   Outcome Run(bool mend);
-  bool Compare(bool mend);
+  bool Compare(bool mend, bool quick);
   std::string CompareFrom(const Window& difference, bool mend);
   bool Judge(std::vector<Record> missing, const std::vector<std::string>& others, bool mend);
   std::string CountRest(const std::string& behind, const std::string& before, double spacing);

@@ -13,7 +13,11 @@
 
 namespace {
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kCuts = 10;
+#else
 constexpr int kCuts = 200;
+#endif
 
 /// What an instrument logs: at intervals, by a clock that is set now and then.
 class Log {

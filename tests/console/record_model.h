@@ -64,15 +64,15 @@ class RecordModel : public RecordSource {
   }
   Batch Next(long count) override {
     Begin();
-    auto rows = rows_;
-    rows.erase(rows.begin(), std::find_if(rows.begin(), rows.end(), [this](const auto& row) {
-                 return row.first > pointer_;
-               }));
+    const auto later = [](const std::string& stamp, const auto& row) { return stamp < row.first; };
+    const auto begin = std::upper_bound(rows_.begin(), rows_.end(), pointer_, later);
+    auto last = begin + std::min<long>(count, rows_.end() - begin);
+    if (last != begin) last = std::upper_bound(last, rows_.end(), (last - 1)->first, later);
+    std::vector<std::pair<std::string, std::string>> rows(begin, last);
     // Of one time stamp the database gives now these first, now those.
     if (requests % 2 == 0) {
       for (auto row = rows.begin(); row != rows.end();) {
-        const auto end =
-            std::find_if(row, rows.end(), [&](const auto& r) { return r.first != row->first; });
+        const auto end = std::upper_bound(row, rows.end(), row->first, later);
         std::reverse(row, end);
         row = end;
       }
