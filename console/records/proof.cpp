@@ -150,7 +150,7 @@ std::string Proof::CountRest(const std::string& behind, const std::string& befor
     const auto reached = MomentOf(last);
     const auto end = MomentOf(before);
     const double left = reached && end ? static_cast<double>(*end - *reached) : 0;
-    long guess = fewer + std::max(1L, std::lround(left / spacing) - 1);
+    long guess = fewer + std::max(1L, std::lround(std::min(left / spacing, 1e9)) - 1);
     if (probes > 5) guess = more > 0 ? (fewer + more) / 2 : 2 * fewer + 1;
     if (more > 0) guess = std::clamp(guess, fewer + 1, more - 1);
     const std::string at = reader_.At(behind, guess);

@@ -1,5 +1,6 @@
 #include "records/span.h"
 
+#include <cerrno>
 #include <charconv>
 #include <ctime>
 
@@ -25,7 +26,11 @@ std::optional<Span> SpanOf(const std::string& text) {
     if (rest == nullptr || *rest != 0) continue;
     std::tm end = begin;
     ++(end.*unit);
-    return Span{timegm(&begin) * kSecond, timegm(&end) * kSecond};
+    const int day = begin.tm_mday;
+    errno = 0;
+    const Span span{timegm(&begin) * kSecond, timegm(&end) * kSecond};
+    if (errno == EOVERFLOW || begin.tm_mday != day) return std::nullopt;
+    return span;
   }
   return std::nullopt;
 }

@@ -12,7 +12,8 @@ struct Span {
 };
 
 /// What "2009-06", "2009-06-30", "2009-06-30 14:00" or "2009-06-30 14:00:00" names: a month, a day,
-/// a minute or a second. None for other texts.
+/// a minute or a second. None for other texts, for days that no month has, and for moments that
+/// the system has no number for.
 std::optional<Span> SpanOf(const std::string& text);
 
 /// How far "-7d", "-12h" or "-30m" goes back. None for other texts.

@@ -35,14 +35,16 @@ bool Findings::AreGood() const {
                      [](const Finding& finding) { return finding.kind == Finding::Kind::kOk; });
 }
 
-std::string AgeText(const std::string& moment, long& seconds) {
+std::string AgeText(const std::string& moment, std::int64_t& seconds) {
   std::tm time{};
   time.tm_isdst = -1;
   const char* rest = strptime(moment.c_str(), "%Y-%m-%d %H:%M:%S", &time);
   if (rest == nullptr || (*rest != 0 && *rest != '.')) return "";
-  seconds = static_cast<long>(std::difftime(std::time(nullptr), std::mktime(&time)));
-  const long past = std::labs(seconds);
-  const auto part = [](long number, const char* unit) { return std::to_string(number) + unit; };
+  seconds = static_cast<std::int64_t>(std::difftime(std::time(nullptr), std::mktime(&time)));
+  const std::int64_t past = std::abs(seconds);
+  const auto part = [](std::int64_t number, const char* unit) {
+    return std::to_string(number) + unit;
+  };
   const std::string text = past < 60      ? part(past, " s")
                            : past < 3600  ? part(past / 60, " min")
                            : past < 86400 ? part(past / 3600, " h ") + part(past / 60 % 60, " min")

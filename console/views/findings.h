@@ -1,6 +1,7 @@
 // What a check finds.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -48,7 +49,7 @@ class Findings {
 /// How long ago a moment of the instrument's local time is, by the clock of this computer: "2 h 10
 /// min ago", "3 min ahead of this computer's clock". Sets the seconds, negative when it lies ahead.
 /// Returns an empty text for what is no "2026-11-23 05:03:56".
-std::string AgeText(const std::string& moment, long& seconds);
+std::string AgeText(const std::string& moment, std::int64_t& seconds);
 
 /// The bits of a status condition, such as "bits 0 and 13".
 std::string BitsText(int status);

@@ -110,7 +110,7 @@ void JudgeRecords(Session& session, Findings& findings) {
     findings.Add(Kind::kLook, "pointer", "the database pointer cannot be read");
     return;
   }
-  long seconds = 0;
+  std::int64_t seconds = 0;
   const std::string age = AgeText(pointer.fields, seconds);
   if (pointer.fields.empty() || pointer.fields == kBeforeAllRecords) {
     findings.Add(Kind::kOk, "pointer", "it stands before all records");
@@ -130,7 +130,7 @@ void JudgeNewest(Session& session, Findings& findings) {
   records.Set(before.empty() ? kBeforeAllRecords : before);
   records.Step("E");
   const std::string newest = records.Get();
-  long seconds = 0;
+  std::int64_t seconds = 0;
   const std::string age = AgeText(newest, seconds);
   const bool right = !age.empty() && seconds >= -60 && seconds < 86400;
   findings.Add(right ? Kind::kOk : Kind::kLook, "newest",

@@ -120,7 +120,8 @@ void Watch(Session& session, const WatchOptions& options) {
     }
     if (!session.report.Json()) terminal ? Draw(courses, reading == 1) : PrintLine(courses);
     if (reading == options.count) break;
-    next += std::chrono::microseconds(static_cast<long>(options.every * 1e6));
+    next += std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::duration<double>(options.every));
     while (Interrupt::Noted() == 0 && std::chrono::steady_clock::now() < next) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }

@@ -5,6 +5,8 @@
 
 #include <sstream>
 
+#include "records/span.h"
+
 namespace {
 
 /// All that a capture tells, in one line.
@@ -55,6 +57,10 @@ TEST(Capture, TakesOnlyDatesOfTheCalendar) {
     EXPECT_EQ(TimeStampOf(MomentOf(stamp).value()), stamp);
   }
   EXPECT_EQ(TimeStampOf(MomentOf("2016-12-31 23:59:60").value()), "2017-01-01 00:00:00");
+  for (const char* text : {"2021-02-29", "2020-02-30 07:00", "2020-13", "2020-06-31 00:00:00"}) {
+    EXPECT_FALSE(SpanOf(text)) << text;
+  }
+  EXPECT_EQ(TimeStampOf(SpanOf("2038-01").value().end), "2038-02-01 00:00:00");
 }
 
 }  // namespace

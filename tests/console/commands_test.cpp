@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 
@@ -159,6 +160,12 @@ TEST_F(Console, ReadsItsConfiguration) {
                                       " DEVICE=" + device_ + "; " + row.words});
     EXPECT_EQ(ended.status, row.status) << row.words << ended.errors;
   }
+}
+
+TEST_F(Console, ReadsNoSoonerThanItIsTold) {
+  const Ended ended = RunToEnd({"timeout", "--signal=INT", "2", Program("qmx-console"), device_,
+                                "watch", "1", "--every", "4000"});
+  EXPECT_EQ(std::count(ended.output.begin(), ended.output.end(), '\n'), 1) << ended.output;
 }
 
 TEST_F(Console, ReadsCommandsLineByLine) {
