@@ -50,10 +50,10 @@ CLI::App* Commands::Add(const std::string& name, const std::string& help, const 
       throw Failure(kUsage, "DEVICE is required: the serial device, such as /dev/ttyUSB0.");
     }
     Session& current = *given;
-    static const std::set<std::string> kForGNP = {"da", "raw", "listen", "check"};
+    static const std::set<std::string> kForGNP = {"da", "raw", "listen", "check", "watch"};
     if (current.gnp && kForGNP.count(name) == 0) {
-      throw Failure(kUsage,
-                    name + " is an AK command; --protocol gnp has check, da, listen and raw.");
+      throw Failure(
+          kUsage, name + " is an AK command; --protocol gnp has check, da, listen, raw and watch.");
     }
     run(current, command->remaining());
   });

@@ -128,10 +128,11 @@ void AddRegisterCommands(const Commands& commands) {
   const auto watch = std::make_shared<WatchOptions>();
   CLI::App* command = commands.Add("watch", "Live values of registers: watch REGISTER...",
                                    [watch](Session& s, const Words&) { Watch(s, *watch); });
-  command->add_option("REGISTER", watch->registers, kRegisterHelp)->required();
+  command->add_option("REGISTER", watch->registers, kRegisterHelp);
   command->add_option("--every", watch->every, "Seconds between readings")
       ->check(CLI::Range(0.0, 86400.0))
       ->capture_default_str();
+  command->add_option("--csv", watch->csv, "Add each reading to a file of comma-separated values");
   command->add_option("--count", watch->count, "End after so many readings; 0 goes on")
       ->check(CLI::Range(0L, 1000000000L))
       ->capture_default_str();

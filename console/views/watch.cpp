@@ -1,130 +1,218 @@
 #include "views/watch.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <ctime>
-#include <deque>
+#include <functional>
 #include <iostream>
 #include <optional>
 #include <thread>
 
 #include "line/failure.h"
 #include "line/interrupt.h"
+#include "line/moment.h"
 #include "line/visible.h"
+#include "views/course.h"
 #include "views/session.h"
+#include "views/terminal.h"
+#include "views/watch_file.h"
 
 namespace {
 
-/// What has been read of one register.
-struct Course {
-  Register asked;
-  std::string value = {};
-  bool numeric = false;
-  double lowest = 0;
-  double highest = 0;
-  std::deque<double> latest = {};
+using Clock = std::chrono::steady_clock;
+using Courses = std::vector<Course>;
 
-  void Add(const std::string& text) {
-    value = text;
-    char* end = nullptr;
-    const double now = std::strtod(text.c_str(), &end);
-    numeric = end != text.c_str() && *end == 0;
-    if (!numeric) return;
-    lowest = latest.empty() ? now : std::min(lowest, now);
-    highest = latest.empty() ? now : std::max(highest, now);
-    latest.push_back(now);
-    if (latest.size() > 200) latest.pop_front();
+constexpr char kRefusedText[] = "refused";
+
+bool IsLoss(const Failure& failure) {
+  return failure.status == kNoReply || failure.status == kBroken;
+}
+
+/// What is lost on the line is no reason to end.
+std::string Lost(const Failure& failure) {
+  if (!IsLoss(failure)) throw Failure(failure);
+  return failure.status == kNoReply ? "no reply" : "broken reply";
+}
+
+/// Reads values again and again. Keeps the latest failure while nothing at all was read.
+class Watching {
+ public:
+  explicit Watching(Session& session) : session_(session) {}
+  virtual ~Watching() = default;
+
+  /// One reading, unless it is to stop before it is whole.
+  virtual void Read(const std::function<bool()>& stop) = 0;
+  const Courses& Values() const { return courses_; }
+
+  /// The status condition that came with the latest reply; GNP has none.
+  int Status() const { return status_; }
+
+  /// Why nothing was read so far.
+  const std::optional<Failure>& Failed() const { return failed_; }
+
+ protected:
+  void Take(Course& course, const std::string& value) {
+    course.Add(value);
+    read_ = true;
+    failed_.reset();
+  }
+  void Miss(Course& course, const Failure& failure, const std::string& shown) {
+    course.Miss(shown);
+    if (!read_) failed_ = failure;
   }
 
-  /// The latest values as bars, one column each.
-  std::string SparkLine(std::size_t columns) const {
-    static constexpr const char* kBars[] = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-    std::string line;
-    for (std::size_t i = latest.size() - std::min(columns, latest.size()); i < latest.size(); ++i) {
-      const double height = highest > lowest ? (latest[i] - lowest) / (highest - lowest) : 0.5;
-      line += kBars[std::clamp(static_cast<int>(height * 8), 0, 7)];
+  Session& session_;
+  Courses courses_;
+  int status_ = 0;
+
+ private:
+  bool read_ = false;
+  std::optional<Failure> failed_;
+};
+
+class WatchingAK : public Watching {
+ public:
+  WatchingAK(Session& session, const std::vector<std::string>& words) : Watching(session) {
+    NameNumbers();
+    for (const Register& asked : session.numbers.Find(words)) courses_.emplace_back(asked);
+  }
+
+  void Read(const std::function<bool()>& stop) override {
+    for (Course& course : courses_) {
+      if (stop()) return;
+      try {
+        const AKReply reply = session_.logger.ReadRegister(course.Asked().number);
+        status_ = reply.status;
+        if (reply.refused) {
+          Miss(course, Failure(kRefused, "AREG refused."), kRefusedText);
+        } else {
+          Take(course, reply.fields);
+        }
+      } catch (const Failure& failure) {
+        Miss(course, failure, Lost(failure));
+      }
     }
-    return line;
+  }
+
+ private:
+  /// Numbers are shown without names where the list cannot be had.
+  void NameNumbers() {
+    try {
+      session_.numbers.All();
+    } catch (const Failure& failure) {
+      if (!IsLoss(failure) && failure.status != kUsage && failure.status != kRefused) throw;
+    }
   }
 };
 
-std::string TimeOfDay() {
-  const std::time_t now = std::time(nullptr);
-  std::tm time{};
-  localtime_r(&now, &time);
-  char text[16];
-  std::strftime(text, sizeof text, "%H:%M:%S", &time);
-  return text;
+/// The registers of the data reply: those of the first one.
+class WatchingGNP : public Watching {
+ public:
+  explicit WatchingGNP(Session& session) : Watching(session) {
+    for (const MDBlock& block : session.logger.Data().blocks) {
+      const int number = std::atoi(block.registerNumber.c_str());
+      courses_.emplace_back(Register{number, session.numbers.Name(number), std::to_string(number)});
+    }
+  }
+
+  void Read(const std::function<bool()>&) override {
+    try {
+      const MDFrame frame = session_.logger.Data();
+      for (Course& course : courses_) Find(frame, course);
+    } catch (const Failure& failure) {
+      for (Course& course : courses_) Miss(course, failure, Lost(failure));
+    }
+  }
+
+ private:
+  void Find(const MDFrame& frame, Course& course) {
+    for (const MDBlock& block : frame.blocks) {
+      if (std::atoi(block.registerNumber.c_str()) != course.Asked().number) continue;
+      return Take(course, block.Decimal());
+    }
+    course.Miss("not sent");
+  }
+};
+
+std::unique_ptr<Watching> Begin(Session& session, const WatchOptions& options) {
+  if (session.gnp && !options.registers.empty()) {
+    throw Failure(kUsage, "On a GNP line watch shows the registers of the data reply: name none.");
+  }
+  if (session.gnp) return std::make_unique<WatchingGNP>(session);
+  if (options.registers.empty()) throw Failure(kUsage, "watch needs registers.");
+  return std::make_unique<WatchingAK>(session, options.registers);
 }
 
-/// Draws the table over the one drawn before. Lines are cut to the terminal: one that wrapped would
-/// take two.
-void Draw(const std::vector<Course>& courses, bool first) {
-  winsize window{};
-  const bool known = ioctl(1, TIOCGWINSZ, &window) == 0 && window.ws_col > 0;
-  const std::size_t width = known ? window.ws_col - 1U : 79;
-  std::vector<std::vector<std::string>> rows = {{"register", "value", "minimum", "maximum"}};
+void PrintJson(const std::string& moment, const Session& session, const Watching& watching) {
+  for (const Course& course : watching.Values()) {
+    std::vector<std::pair<std::string, std::string>> members = {
+        {"command", JsonText(session.gnp ? "DA" : "AREG")},
+        {"status", std::to_string(watching.Status())},
+        {"time", JsonText(moment)}};
+    const auto names = JsonMembers(course.Asked().number, course.Asked().name);
+    members.insert(members.end(), names.begin(), names.end());
+    members.emplace_back("value", JsonText(course.Value()));
+    if (course.IsMissed()) members.emplace_back("missed", JsonText(course.Shown()));
+    if (course.Shown() == kRefusedText) members.emplace_back("refused", "true");
+    std::cout << JsonObject(members) << std::endl;
+  }
+}
+
+void PrintLine(const std::string& moment, const Courses& courses) {
+  std::cout << moment;
   for (const Course& course : courses) {
-    rows.push_back({course.asked.label, course.value,
-                    course.numeric ? std::to_string(course.lowest) : "",
-                    course.numeric ? std::to_string(course.highest) : ""});
+    const Register& asked = course.Asked();
+    std::cout << "  " << asked.number << (asked.name.empty() ? "" : " ") << Visible(asked.name)
+              << " " << course.Shown();
   }
-  if (!first) std::cout << "\x1b[" << courses.size() + 2 << "A";
-  std::cout << "\x1b[J" << TimeOfDay() << "\n";
-  const std::vector<std::string> lines = TableLines(rows);
-  for (std::size_t i = 0; i < lines.size(); ++i) {
-    std::cout << lines[i].substr(0, width);
-    const bool bars = i > 0 && lines[i].size() + 2 < width;
-    if (bars) std::cout << "  " << courses[i - 1].SparkLine(width - lines[i].size() - 2);
-    std::cout << "\n";
-  }
-  std::cout << std::flush;
+  std::cout << std::endl;
 }
 
-void PrintLine(const std::vector<Course>& courses) {
-  std::cout << TimeOfDay();
-  for (const Course& course : courses)
-    std::cout << "  " << course.asked.label << " " << course.value;
-  std::cout << std::endl;
+/// The last line of the terminal is the cursor's.
+void Draw(Canvas& canvas, const std::string& time, const Courses& courses) {
+  canvas.Measure();
+  std::vector<std::string> lines = CourseTable(courses, canvas.Columns() - 1, canvas.Lines() - 2);
+  lines.insert(lines.begin(), time + "  q ends");
+  canvas.Draw(lines);
 }
 
 }  // namespace
 
 void Watch(Session& session, const WatchOptions& options) {
-  std::vector<Course> courses;
-  for (const Register& asked : session.numbers.Find(options.registers)) courses.push_back({asked});
   const Interrupt interrupt(Interrupt::Then::kFinish);
-  auto next = std::chrono::steady_clock::now();
-  const bool terminal = isatty(1) == 1;
-  std::optional<Failure> failed;
-  bool read = false;
-  for (long reading = 1; Interrupt::Noted() == 0; ++reading) {
-    for (Course& course : courses) {
-      if (Interrupt::Noted() != 0) break;
-      try {
-        const AKReply reply = session.logger.ReadRegister(course.asked.number);
-        if (session.report.Json()) session.report.ShowRegister(course.asked, reply);
-        course.Add(reply.refused ? "refused" : Visible(reply.fields));
-        if (reply.refused) failed.emplace(kRefused, "AREG refused.");
-        read = read || !reply.refused;
-      } catch (const Failure& failure) {
-        // What is lost on the line is no reason to end.
-        if (failure.status != kNoReply && failure.status != kBroken) throw;
-        course.Add(failure.status == kNoReply ? "no reply" : "broken reply");
-        failed = failure;
-      }
+  const auto watching = Begin(session, options);
+  std::optional<WatchFile> file;
+  if (!options.csv.empty()) file.emplace(options.csv, watching->Values());
+  const bool terminal = isatty(1) == 1 && !session.report.Json();
+  const Keys keys;
+  Canvas canvas;
+  bool ended = false;
+  const auto stop = [&] {
+    ended = ended || Interrupt::Noted() != 0 || keys.Pressed('q');
+    return ended;
+  };
+  auto next = Clock::now();
+  for (long reading = 1; !stop(); ++reading) {
+    watching->Read(stop);
+    if (ended) break;
+    const auto now = std::chrono::system_clock::now();
+    const std::string moment = MomentText(now, 0);
+    if (session.report.Json()) {
+      PrintJson(MomentText(now, 3), session, *watching);
+    } else if (terminal) {
+      Draw(canvas, TimeOfDay(now, 0), watching->Values());
+    } else {
+      PrintLine(moment, watching->Values());
     }
-    if (!session.report.Json()) terminal ? Draw(courses, reading == 1) : PrintLine(courses);
+    if (file) file->Add(moment, watching->Values());
     if (reading == options.count) break;
     next += std::chrono::duration_cast<std::chrono::microseconds>(
         std::chrono::duration<double>(options.every));
-    while (Interrupt::Noted() == 0 && std::chrono::steady_clock::now() < next) {
+    while (Clock::now() < next && !stop()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
   }
-  if (!read && failed) throw Failure(*failed);
+  if (watching->Failed()) throw Failure(*watching->Failed());
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
-#include <cstring>
+#include <csignal>
 #include <filesystem>
+#include <thread>
 
 #include "fixture.h"
 
@@ -11,11 +12,12 @@ TEST_F(Console, AnswersItsCommands) {
   database_.Run(
       "INSERT INTO LogEntry VALUES ('2020-01-01 00:00:00', 1, 'first'), "
       "('2020-01-01 00:05:00', 2, NULL), ('2020-01-01 00:10:00', 3, '\"q\"')");
+  const std::string csv = LabPath("watch.csv");
   const struct {
     std::vector<std::string> words;
     int status;
-    const char* output;
-    const char* errors;
+    std::string output;
+    std::string errors;
   } kTable[] = {
       {{"lcfg"}, 0, "instrument type 2\n", ""},
       {{"--json", "lcfg"}, 0, "{\"command\":\"LCFG\",\"status\":0,\"value\":\"2\"}\n", ""},
@@ -91,7 +93,16 @@ TEST_F(Console, AnswersItsCommands) {
        0,
        "instrument type 2\n",
        "TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>\n"},
-      {{"watch", "29", "1", "--count", "2", "--every", "0.1"}, 0, "  29 -5  1 Twinex\n", ""},
+      {{"watch", "29", "1", "70", "--count", "2", "--every", "0.1", "--csv", csv},
+       0,
+       "  29 qmxAveragingTime.0 -5  1 qmxInstrumentType.0 Twinex  70 refused\n",
+       ""},
+      {{"watch", "29", "1", "70", "--count", "1", "--csv", csv}, 0, " Twinex  70 refused\n", ""},
+      {{"watch", "29", "--count", "1", "--csv", csv}, 1, "", csv + " is no file of this watch; "},
+      {{"--json", "watch", "29", "--count", "1"},
+       0,
+       "\",\"register\":29,\"name\":\"qmxAveragingTime.0\",\"value\":\"-5\"}\n",
+       ""},
       {{"--protocol", "gnp", "lcfg"}, 1, "", "lcfg is an AK command"},
       {{"ereg", "qmxOperatorNote", "late", "--json"}, 1, "", "--json comes too late"},
       {{"lcfg", "--json"}, 0, "{\"command\":\"LCFG\",\"status\":0,\"value\":\"2\"}\n", ""},
@@ -108,6 +119,8 @@ TEST_F(Console, AnswersItsCommands) {
       {{"da"}, 0, "check value", ""},
       {{"--timeout", "0.3", "lcfg"}, 3, "", "No reply, not a byte."},
       {{"da"}, 0, "register 018", ""},
+      {{"--protocol", "gnp", "watch", "--count", "1"}, 0, "  18 ", ""},
+      {{"--protocol", "gnp", "watch", "29"}, 1, "", "On a GNP line watch shows the registers of"},
       {{"check"},
        4,
        "FOUND  protocol   GNP\nok     id         001\n",
@@ -124,15 +137,20 @@ TEST_F(Console, AnswersItsCommands) {
     std::string words;
     for (const std::string& word : row.words) words += word + " ";
     EXPECT_EQ(ended.status, row.status) << words << ended.errors;
-    const bool whole = std::string(row.output).empty() || *row.output == '{';
+    const bool whole = row.output.empty() || row.output[0] == '{';
     if (whole) {
       EXPECT_EQ(ended.output, row.output) << words;
     } else {
       EXPECT_NE(ended.output.find(row.output), std::string::npos) << words << ended.output;
     }
-    const std::size_t compared = *row.errors == 0 ? std::string::npos : std::strlen(row.errors);
+    const std::size_t compared = row.errors.empty() ? std::string::npos : row.errors.size();
     EXPECT_EQ(Timeless(ended.errors).substr(0, compared), row.errors) << words;
   }
+  const std::string rows =
+      std::regex_replace(ReadFile(csv), std::regex("[0-9]{4}-[0-9-]*T[0-9:]*[+-][0-9]{4}"), "TIME");
+  EXPECT_EQ(rows,
+            "time,29 qmxAveragingTime.0,1 qmxInstrumentType.0,70\nTIME,-5,Twinex,\n"
+            "TIME,-5,Twinex,\nTIME,-5,Twinex,\n");
 }
 
 /// The command line, the line's own settings, the environment, and what is set for all lines.
@@ -163,9 +181,13 @@ TEST_F(Console, ReadsItsConfiguration) {
 }
 
 TEST_F(Console, ReadsNoSoonerThanItIsTold) {
-  const Ended ended = RunToEnd({"timeout", "--signal=INT", "2", Program("qmx-console"), device_,
-                                "watch", "1", "--every", "4000"});
-  EXPECT_EQ(std::count(ended.output.begin(), ended.output.end(), '\n'), 1) << ended.output;
+  Child user({Program("qmx-console"), device_, "watch", "1", "--every", "4000"});
+  EXPECT_TRUE(WaitFor([&] { return !user.Output().empty(); })) << user.Errors();
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  user.Signal(SIGINT);
+  user.Wait();
+  const std::string output = user.Output();
+  EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1) << output;
 }
 
 TEST_F(Console, ReadsCommandsLineByLine) {

@@ -40,6 +40,10 @@ TEST_F(Console, TakesInterruptsAtItsPrompt) {
   typed.Shows("29 7", "ereg 29 7");
   typed.Shows("qmx> ", "\x03");
   typed.Shows("29  300\r\n", "areg 29\r");
+  // A watch ends with its key.
+  typed.Shows("qmx> ");
+  typed.Shows("q ends", "watch 29\r");
+  typed.terminal.Send("q");
   // A download puts the pointer back.
   const std::string file = LabPath("prompt.csv");
   typed.Shows("qmx> ");
