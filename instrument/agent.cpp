@@ -31,11 +31,6 @@ Identifier NameOf(const netsnmp_variable_list& binding) {
   return {binding.name, binding.name + binding.name_length};
 }
 
-bool IsReadOnly(const Identifier& object) {
-  const tree* node = get_tree(object.data(), object.size(), get_tree_head());
-  return node != nullptr && node->access == MIB_ACCESS_READONLY;
-}
-
 int WhyNot(const Identifier& object, const Value& old, const netsnmp_variable_list& wanted) {
   if (IsReadOnly(object)) return SNMP_ERR_NOTWRITABLE;
   if (wanted.type != old.type) return SNMP_ERR_WRONGTYPE;

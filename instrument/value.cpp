@@ -34,6 +34,11 @@ Identifier Resolve(const std::string& name) {
   return {identifier, identifier + length};
 }
 
+bool IsReadOnly(const Identifier& object) {
+  const tree* node = get_tree(object.data(), object.size(), get_tree_head());
+  return node != nullptr && node->access == MIB_ACCESS_READONLY;
+}
+
 Value Encode(char type, const std::string& text) {
   const oid name[] = {1, 3};
   netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_SET);

@@ -20,6 +20,9 @@ struct Value {
 /// std::runtime_error for one that no MIB module defines.
 Identifier Resolve(const std::string& name);
 
+/// Whether the MIB modules call the object read-only.
+bool IsReadOnly(const Identifier& object);
+
 /// A value from the type letter and the text that snmpset(1) takes: i, u, s, x, o, F, D, c, C, t,
 /// a, I, U or n. Throws std::runtime_error.
 Value Encode(char type, const std::string& text);

@@ -32,6 +32,7 @@ std::string Uncut(const std::string& value, char type) {
 
 /// The time stamp of the last record in a reply; empty where there is none.
 std::string Newest(const std::vector<Passed>& replies) {
+  if (replies.empty()) return "";
   const Frame& last = replies.back().frame;
   const std::size_t comma = last.text.find(',');
   return last.kind != Frame::Kind::kLine || comma == std::string::npos
@@ -42,16 +43,18 @@ std::string Newest(const std::vector<Passed>& replies) {
 
 class Writer {
  public:
-  Writer(const Known& known, std::string begin)
-      : known_(known), moving_(known.moving), mode_(known.mode), logged_(std::move(begin)) {}
+  explicit Writer(const Known& known) : known_(known), moving_(known.moving), mode_(known.mode) {}
 
-  void Take(const Passed& request, const std::vector<Passed>& replies) {
+  void Take(const Turn& turn, const std::string& logged) {
+    const auto& [request, replies] = turn;
+    if (logged_.empty()) logged_ = logged;
     if (replies.empty()) return Write(request.frame, replies);
     const Frame& reply = replies[0].frame;
     if (reply.IsReply()) SwitchTo(reply.kind == Frame::Kind::kGNPReply ? 1 : 0);
     written_.clear();
     asked_ = steps_.size();
-    LogUntil(request, replies);
+    if (request.frame.code == "ASTO" || request.frame.code == "SSTO") LogUntil(logged);
+    if (request.frame.code == "EREG") Protect(NameOf(request.frame.text));
     if (reply.kind == Frame::Kind::kAKReply) MoveForAK(reply);
     if (reply.kind == Frame::Kind::kGNPReply) MoveForGNP(reply.text);
     Write(request.frame, replies);
@@ -72,17 +75,19 @@ class Writer {
     steps_.insert(steps_.begin() + static_cast<std::ptrdiff_t>(at), steps.begin(), steps.end());
   }
 
-  /// What a reply brings was logged before; where nothing tells, the recording's clock is taken for
-  /// the instrument's.
-  void LogUntil(const Passed& request, const std::vector<Passed>& replies) {
-    const std::string& code = request.frame.code;
-    const std::string until = code == "ASTO" ? Newest(replies) : code == "SSTO" ? request.time : "";
-    if (!known_.logged || until <= logged_) return;
-    if (known_.logged(logged_, until)) {
+  void LogUntil(const std::string& logged) {
+    if (!known_.logged || logged <= logged_) return;
+    if (known_.logged(logged_, logged)) {
       steps_.push_back("sql INSERT INTO LogEntry SELECT * FROM later WHERE time_stamp > '" +
-                       logged_ + "' AND time_stamp <= '" + until + "'");
+                       logged_ + "' AND time_stamp <= '" + logged + "'");
     }
-    logged_ = until;
+    logged_ = logged;
+  }
+
+  void Protect(const std::string& name) {
+    if (known_.readOnly.count(name) > 0 && protected_.insert(name).second) {
+      steps_.push_back("fault set " + name + " error 2 1");
+    }
   }
 
   void Move(const std::string& name, const std::string& value) {
@@ -149,9 +154,10 @@ class Writer {
   const Known& known_;
   std::map<std::string, char> moving_;
   int mode_;
-  std::string logged_;
+  std::string logged_;   // time up to which records are in the table
   std::string written_;  // register that the last request with a reply wrote
   std::map<std::string, std::string> shown_;
+  std::set<std::string> protected_;
   std::vector<std::string> steps_;
   std::size_t asked_ = 0;     // steps before the last request that got a reply
   std::size_t answered_ = 0;  // steps up to that reply
@@ -181,20 +187,24 @@ std::vector<Turn> TakeTurns(const std::vector<Passed>& passed) {
   return turns;
 }
 
-std::string LoggedBefore(const std::vector<Turn>& turns) {
-  const std::string& begin = turns[0].request.time;
-  for (const auto& [request, replies] : turns) {
-    if (request.frame.code != "ASTO" || replies.empty()) continue;
-    const bool all =
-        std::atol(replies[0].frame.text.c_str()) < std::atol(request.frame.text.c_str());
-    const std::string newest = Newest(replies);
-    if (all && !newest.empty()) return std::min(begin, newest);
+std::vector<std::string> LoggedUntil(const std::vector<Turn>& turns) {
+  std::vector<std::string> logged(turns.size());
+  std::string limit;
+  for (std::size_t i = turns.size(); i-- > 0;) {
+    const auto& [request, replies] = turns[i];
+    const std::string newest = request.frame.code == "ASTO" ? Newest(replies) : "";
+    const bool all = !newest.empty() && std::atol(replies[0].frame.text.c_str()) <
+                                            std::atol(request.frame.text.c_str());
+    if (all) limit = newest;
+    logged[i] = newest.empty() ? request.time : newest;
+    if (!limit.empty()) logged[i] = std::min(logged[i], limit);
   }
-  return begin;
+  return logged;
 }
 
 std::vector<std::string> WriteSteps(const std::vector<Turn>& turns, const Known& known) {
-  Writer writer(known, LoggedBefore(turns));
-  for (const Turn& turn : turns) writer.Take(turn.request, turn.replies);
+  Writer writer(known);
+  const std::vector<std::string> logged = LoggedUntil(turns);
+  for (std::size_t i = 0; i < turns.size(); ++i) writer.Take(turns[i], logged[i]);
   return writer.Steps();
 }

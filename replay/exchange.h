@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,8 @@
 struct Known {
   std::map<int, std::string> registers;  ///< names by number, as the gateway has them
   std::map<std::string, char> moving;    ///< those whose value moves, with their type letters
-  int mode = 0;                          ///< protocol at the beginning: 0 AK, 1 GNP
+  std::set<std::string> readOnly;
+  int mode = 0;  ///< protocol at the beginning: 0 AK, 1 GNP
 
   /// Whether records were logged behind the first of these times and up to the second one.
   std::function<bool(const std::string& from, const std::string& to)> logged;
@@ -28,9 +30,10 @@ struct Turn {
 };
 std::vector<Turn> TakeTurns(const std::vector<Passed>& passed);
 
-/// The time up to which records had been logged before the first turn: its own by the recording's
-/// clock, or that of the newest record that the first ASTO to bring all of them brought.
-std::string LoggedBefore(const std::vector<Turn>& turns);
+/// For each turn the time up to which records had been logged, as far as it can be known: a reply's
+/// newest record, at most that of a later ASTO that brought all of them, or else the turn's own
+/// time.
+std::vector<std::string> LoggedUntil(const std::vector<Turn>& turns);
 
 /// A step for each request, with the reply that was seen, in the protocol of that reply. A register
 /// that moves is given the value that the reply shows before it is asked for, until it is written.

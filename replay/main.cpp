@@ -155,12 +155,13 @@ void Run(const Options& options) {
     const std::string step = "register " + Readable(object.name) + " " + object.type;
     agent.Follow(step + " " + object.value);
     Say(step + (object.value.empty() ? "" : " " + Written(object.value)));
+    if (IsReadOnly(Resolve(object.name))) known.readOnly.insert(Readable(object.name));
     if (Readable(object.name) == "qmxRS232Mode.0") known.mode = std::atoi(object.value.c_str());
   }
   if (!options.rows.empty()) {
     std::vector<std::string> statements = Read(options.rows, ParseDump);
     // What was logged later comes when it is time.
-    const std::string behind = "LogEntry WHERE time_stamp > '" + LoggedBefore(turns) + "'";
+    const std::string behind = "LogEntry WHERE time_stamp > '" + LoggedUntil(turns)[0] + "'";
     statements.insert(statements.end(),
                       {"CREATE TABLE later SELECT * FROM " + behind, "DELETE FROM " + behind});
     for (const std::string& statement : statements) {
