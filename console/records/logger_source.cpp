@@ -24,14 +24,16 @@ LoggerSource::~LoggerSource() {
 }
 
 bool LoggerSource::PutBack() {
-  if (!trusted_) return false;
-  try {
-    // A register that was empty cannot be made empty again.
-    Write(before_->empty() ? kBeforeAllRecords : *before_);
-  } catch (const Failure&) {
-    return false;
+  for (int tries = 0; trusted_ && tries < 3; ++tries) {
+    try {
+      // A register that was empty cannot be made empty again.
+      Write(before_->empty() ? kBeforeAllRecords : *before_);
+      return true;
+    } catch (const Failure&) {
+      continue;
+    }
   }
-  return true;
+  return false;
 }
 
 std::string LoggerSource::Header() {
@@ -44,7 +46,8 @@ std::string LoggerSource::Read() {
   if (number_ == 0) number_ = numbers_.Position(kDatabasePointer);
   if (number_ == 0) Doubt();
   const AKReply reply = logger_.ReadRegister(number_);
-  if (reply.refused) Doubt();
+  if (reply.refused && !trusted_) Doubt();
+  RequireDone(reply, "AREG");
   return reply.fields;
 }
 

@@ -10,7 +10,8 @@ namespace {
 
 constexpr int kTries = 3;
 
-/// Asks once more what was not answered, or not by a whole reply.
+/// Asks once more what was not answered, or not by a whole reply, or was refused: the line may have
+/// changed the request.
 template <typename Asking>
 auto Again(std::optional<std::string>& at, const Asking& ask) {
   for (int tries = 1;; ++tries) {
@@ -19,8 +20,9 @@ auto Again(std::optional<std::string>& at, const Asking& ask) {
       return ask();
     } catch (const Failure& failure) {
       at.reset();
-      const bool lost = failure.status == kNoReply || failure.status == kBroken;
-      if (!lost || tries == kTries) throw;
+      const bool again =
+          failure.status == kNoReply || failure.status == kBroken || failure.status == kRefused;
+      if (!again || tries == kTries) throw;
     }
   }
 }
