@@ -28,12 +28,13 @@ void Transcript::Record(const std::string& file, const std::string& device) {
   bool cut = false;
   if (std::filesystem::is_regular_file(file)) {
     std::ifstream earlier(file, std::ios::binary);
+    const bool empty = earlier.peek() == std::ifstream::traits_type::eof();
     std::getline(earlier, title);
-    if (!title.empty() && title.compare(0, sizeof kTitle - 1, kTitle) != 0) {
+    if (!empty && title.compare(0, sizeof kTitle - 1, kTitle) != 0) {
       throw Failure(kUsage, file + " is no recording: name another file.");
     }
     char last = '\n';
-    if (!title.empty() && earlier.seekg(-1, std::ios::end)) earlier.get(last);
+    if (!empty && earlier.seekg(-1, std::ios::end)) earlier.get(last);
     cut = last != '\n';
   }
   EndLine();
