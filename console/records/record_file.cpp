@@ -34,6 +34,10 @@ bool RecordFile::Next(Line& line) {
 void RecordFile::Require(const Line& line) const {
   const std::string flaw = FlawOf(SplitLine(line.text), names_);
   if (flaw.empty()) return;
-  throw Failure(kUsage, path_ + ", line " + std::to_string(line.number) + ": no record (" + flaw +
-                            "): " + Visible(line.text));
+  const bool rewritten = flaw == "no date" || flaw == "no time";
+  throw Failure(
+      kUsage,
+      path_ + ", line " + std::to_string(line.number) + ": no record (" + flaw +
+          "): " + Visible(line.text) +
+          (rewritten ? std::string("\nA spreadsheet may have rewritten it: ") + kWorkOnACopy : ""));
 }

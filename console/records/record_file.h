@@ -8,6 +8,9 @@
 
 #include "records/record.h"
 
+/// What to do about a file that another program has written over.
+constexpr char kWorkOnACopy[] = "let the download have its file, and work on a copy.";
+
 /// Reads a file line by line, however large it is. A record is one line, also where a text has
 /// quotation marks.
 class RecordFile {

@@ -1,6 +1,7 @@
 #include "records/record_store.h"
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <iostream>
 #include <set>
@@ -43,6 +44,15 @@ std::string LinesOf(const std::vector<Record>& records, const FieldTexts& names)
   return lines;
 }
 
+/// The letters and digits of a header, whatever stands between, around and before them.
+std::string WithoutSeparators(const std::string& header) {
+  std::string letters;
+  for (const char byte : header) {
+    if (std::isalnum(static_cast<unsigned char>(byte)) != 0) letters += byte;
+  }
+  return letters;
+}
+
 bool TakeOne(std::multiset<std::string>& lines, const std::string& line) {
   const auto found = lines.find(line);
   if (found == lines.end()) return false;
@@ -73,6 +83,12 @@ void RecordStore::Read() {
   }
   if (first.whole ? first.text != header_
                   : header_.compare(0, first.text.size(), first.text) != 0) {
+    if (first.whole && WithoutSeparators(first.text) == WithoutSeparators(header_)) {
+      throw Failure(kUsage, path_ +
+                                " was saved by another program, a spreadsheet perhaps, which wrote "
+                                "its lines in another way: " +
+                                kWorkOnACopy);
+    }
     throw Failure(kUsage,
                   path_ + " is not of this download; its first line would be: " + Visible(header_));
   }
@@ -85,9 +101,9 @@ void RecordStore::Read() {
     size_ = static_cast<long long>(line.end);
   }
   if (file.HasCarriageReturns()) {
-    throw Failure(kUsage, path_ +
-                              " was saved by another program, which ended its lines in CR LF: "
-                              "let the download have its file, and work on a copy.");
+    throw Failure(
+        kUsage,
+        path_ + " was saved by another program, which ended its lines in CR LF: " + kWorkOnACopy);
   }
   held_ = Held(std::move(stamps));
 }
