@@ -461,6 +461,16 @@ void DownloadRecords(Database& database) {
   Row("download of 3,000 records, proved, at 9600 baud; the wire's time for them",
       Number(here, "s"), Number(bytes * kSecondsPerByte, "s"), here / (bytes * kSecondsPerByte),
       "1.03");
+
+  double longest = 0;
+  for (const int after : {14000, 15000, 16000, 17000}) {
+    Child console({Program("qmx-console"), line.Device(), "download", file + ".2"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(after));
+    console.Signal(SIGINT);
+    longest = std::max(longest, Seconds([&] { console.Wait(60000); }));
+  }
+  Row("an interrupt of it obeyed, at the longest of four", Number(longest, "s"), "5 s", longest / 5,
+      "1");
 }
 
 }  // namespace

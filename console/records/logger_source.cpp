@@ -24,8 +24,9 @@ LoggerSource::~LoggerSource() {
 }
 
 bool LoggerSource::PutBack() {
-  for (int tries = 0; trusted_ && tries < 3; ++tries) {
+  for (int tries = 0; tries < 3; ++tries) {
     try {
+      if (!trusted_) Verify();
       // A register that was empty cannot be made empty again.
       Write(before_->empty() ? kBeforeAllRecords : *before_);
       return true;

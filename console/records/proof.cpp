@@ -181,6 +181,7 @@ Outcome Proof::Summary(bool whole) const {
   const long end = held.Find(window_.before);
   const long begin = held.Find(JustBehind(window_.behind));
   if (end > begin) outcome.newest = held.Stamp(end - 1);
+  if (end > begin && window_.behind != kBeforeAllRecords) outcome.oldest = held.Stamp(begin);
   std::vector<Moment> moments;
   for (long i = begin; i < end; ++i) {
     const auto moment = MomentOf(held.Stamp(i));

@@ -27,6 +27,7 @@ struct Outcome {
   long older = 0;           ///< that the file holds and the instrument no longer has
   long rejected = 0;        ///< of the instrument that cannot be records
   long unclear = 0;         ///< brought now, with more commas than there are fields
+  std::string oldest;       ///< time stamp of the oldest, if it is not from the beginning on
   std::string newest;       ///< time stamp of the newest that the file holds
   Capture capture{{}};      ///< how regularly they were logged
   std::vector<Part> parts;  ///< empty when numbers differ and no record tells why

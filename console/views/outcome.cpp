@@ -115,7 +115,8 @@ std::string Grouped(long number) {
 
 std::string OutcomeText(const std::string& file, const Outcome& outcome, bool gaps) {
   const std::string records = RecordsText(outcome.records);
-  const std::string until = outcome.newest.empty() ? "" : " up to " + Visible(outcome.newest);
+  const std::string until = (outcome.oldest.empty() ? "" : " from " + Visible(outcome.oldest)) +
+                            (outcome.newest.empty() ? "" : " up to " + Visible(outcome.newest));
   std::string text =
       file + " holds " +
       (outcome.whole && outcome.rejected == 0 ? "all " + records + " of the instrument" : records) +

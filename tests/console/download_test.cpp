@@ -18,8 +18,9 @@ std::vector<std::string> Records(const std::string& file) {
   std::getline(lines, line);
   EXPECT_EQ(line, "Date,Time,number,half");
   while (std::getline(lines, line)) {
-    EXPECT_LE(latest, line.substr(0, 19));
-    latest = line.substr(0, 19);
+    const std::string stamp = line.substr(0, line.find(',', 11));
+    EXPECT_LE(latest, stamp);
+    latest = stamp;
     records.push_back(line);
   }
   std::sort(records.begin(), records.end());
@@ -131,6 +132,55 @@ TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
   all.push_back("2020-01-01,00:06:00,42,\"say \"\"x\"\"\"");
   std::sort(all.begin(), all.end());
   EXPECT_EQ(Records(ReadFile(file)), all);
+}
+
+TEST_F(Console, DownloadsWhatClocksHaveHidden) {
+  const struct {
+    const char* type;
+    const char* first;
+    const char* then;  // while nobody downloads
+  } cases[] = {
+      {"DATETIME", "'2026-10-25' + INTERVAL 5 * seq MINUTE, seq",  // autumn
+       "'2026-10-25 15:40' + INTERVAL 5 * seq MINUTE, 1000 + seq"},
+      {"DATETIME", "'2026-10-25' + INTERVAL 5 * seq MINUTE, seq",  // boot in 1970
+       "IF(seq < 60, '1970-01-01 00:00:07', '2026-10-26') + INTERVAL 5 * seq MINUTE, seq"},
+      {"DATE", "'2026-10-25' + INTERVAL seq DIV 70 DAY, seq",
+       "'2026-10-25' + INTERVAL seq DIV 60 DAY, 1000 + seq"},
+      {"VARCHAR(30)", "'2016-12-31 23:55:00' + INTERVAL seq SECOND, seq",
+       "IF(seq = 7, '2016-12-31 23:59:60', '2016-12-31 23:58:00' + INTERVAL seq SECOND), seq"},
+  };
+  const std::string file = LabPath("clocks.csv");
+  for (const auto& [type, first, then] : cases) {
+    for (const std::size_t cut : {500U, 3000U}) {
+      SCOPED_TRACE(std::string(type) + " " + then);
+      database_.Run("DROP TABLE IF EXISTS LogEntry");
+      database_.Run(std::string("CREATE TABLE LogEntry (time_stamp ") + type +
+                    ", number INT, half FLOAT, INDEX (time_stamp))");
+      database_.Run(std::string("INSERT INTO LogEntry SELECT ") + first +
+                    ", 0.5 FROM seq_1_to_200");
+      std::filesystem::remove(file);
+      Child download({Program("qmx-console"), device_, "download", file, "--batch", "15"});
+      EXPECT_TRUE(WaitFor([&] { return ReadFile(file).size() > cut; }));
+      download.Signal(SIGKILL);
+      download.Wait();
+      database_.Run(std::string("INSERT INTO LogEntry SELECT ") + then + ", 0.5 FROM seq_1_to_100");
+      const Ended ended = Ask({"download", file});
+      EXPECT_EQ(ended.status, 0) << ended.errors;
+      EXPECT_NE(ended.errors.find("holds all 300 records"), std::string::npos) << ended.errors;
+      EXPECT_EQ(Records(ReadFile(file)),
+                database_.Run("SELECT CONCAT(SUBSTRING_INDEX(time_stamp, ' ', 1), ',', "
+                              "SUBSTRING(time_stamp, 12), ',', number, ',0.5') r FROM LogEntry "
+                              "ORDER BY BINARY r"));
+    }
+  }
+  // Removed there, kept here.
+  database_.Run("DELETE FROM LogEntry WHERE time_stamp < '2016-12-31 23:56'");
+  const Ended proof = Ask({"prove", file});
+  EXPECT_EQ(proof.status, 0);
+  EXPECT_NE(proof.output.find("holds all 241 records of the instrument up to 2016-12-31 23:59:60, "
+                              "and 59 that it no longer has.\n"),
+            std::string::npos)
+      << proof.output;
 }
 
 }  // namespace
