@@ -9,7 +9,9 @@
 #include "line/visible.h"
 #include "records/download.h"
 #include "records/logger_source.h"
+#include "records/record_file.h"
 #include "records/record_page.h"
+#include "records/span.h"
 #include "views/outcome.h"
 
 namespace {
@@ -122,9 +124,25 @@ Facts InstrumentFacts(Session& session) {
   return facts;
 }
 
+/// Whether the files hold all from their first records on.
+std::string ProofOf(Session& session, const std::vector<std::string>& files) {
+  std::string proof;
+  for (const std::string& name : files) {
+    RecordOptions options;
+    options.file = name;
+    RecordFile file(name);
+    RecordFile::Line first;
+    if (file.Next(first) && SpanOf(TimeStamp(first.text))) options.from = TimeStamp(first.text);
+    LoggerSource source(session.logger, session.numbers);
+    proof += HoldsText(name, Prove(source, options));
+  }
+  return proof;
+}
+
 void MakePage(Session* session, const RecordPageOptions& options) {
+  const std::string proof = session == nullptr ? "" : ProofOf(*session, options.files);
   const Facts facts = session == nullptr ? Facts() : InstrumentFacts(*session);
-  const std::string path = WriteRecordPage(options, facts, "");
+  const std::string path = WriteRecordPage(options, facts, proof);
   if (path != "-") std::cout << path << " shows the records; it opens in any browser." << std::endl;
 }
 

@@ -26,6 +26,10 @@ bool IsLoss(const Failure& failure) {
   return failure.status == kNoReply || failure.status == kBroken;
 }
 
+/// How long records are watched for what may stand behind them: longer than an adapter keeps bytes,
+/// and short, as it is waited for behind each batch of a download.
+constexpr milliseconds kBehindRecords(20);
+
 /// Replies that are passed over before another program is thought to go on asking.
 constexpr int kMostPassed = 100;
 
@@ -168,10 +172,10 @@ Records Logger::NextRecords(long count) {
   }
   // A pointer that could not be moved is told only behind the records.
   char byte = 0;
-  if (announced > 0 && wire_.TryByte(byte, kAftermath)) {
+  if (announced > 0 && wire_.TryByte(byte, kBehindRecords)) {
     if (byte != kSTX) {
       do records.rest += byte;
-      while (records.rest.size() < kLongestText && wire_.TryByte(byte, kAftermath));
+      while (records.rest.size() < kLongestText && wire_.TryByte(byte, kBehindRecords));
       return records;
     }
     const std::string behind = wire_.ReceiveText();

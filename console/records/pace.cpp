@@ -4,7 +4,7 @@
 
 void Pace::Took(long records) {
   // An interrupt is obeyed within 5 s: what has come is written, and the pointer put back.
-  constexpr double kSeconds = 4.2;
+  constexpr double kSeconds = 4.4;
   constexpr long kMost = 10000;
   if (fixed_ > 0 || records == 0) return;
   const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start_;

@@ -113,7 +113,7 @@ std::string Grouped(long number) {
   return text;
 }
 
-std::string OutcomeText(const std::string& file, const Outcome& outcome, bool gaps) {
+std::string HoldsText(const std::string& file, const Outcome& outcome) {
   const std::string records = RecordsText(outcome.records);
   const std::string until = (outcome.oldest.empty() ? "" : " from " + Visible(outcome.oldest)) +
                             (outcome.newest.empty() ? "" : " up to " + Visible(outcome.newest));
@@ -134,7 +134,11 @@ std::string OutcomeText(const std::string& file, const Outcome& outcome, bool ga
             " with more commas than there are fields: which text has them is not known, so they "
             "stand as they came.\n";
   }
-  return text + CaptureText(outcome.capture, gaps);
+  return text;
+}
+
+std::string OutcomeText(const std::string& file, const Outcome& outcome, bool gaps) {
+  return HoldsText(file, outcome) + CaptureText(outcome.capture, gaps);
 }
 
 std::string OutcomeJson(const std::string& command, const std::string& file, const Outcome& outcome,

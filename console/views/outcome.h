@@ -9,8 +9,10 @@
 /// "20,412"
 std::string Grouped(long number);
 
-/// What the file holds, what it lacks, and how regularly records were logged; with `gaps`, each gap
-/// and each day.
+/// What the file holds and what it lacks.
+std::string HoldsText(const std::string& file, const Outcome& outcome);
+
+/// The same, and how regularly records were logged; with `gaps`, each gap and each day.
 std::string OutcomeText(const std::string& file, const Outcome& outcome, bool gaps);
 std::string OutcomeJson(const std::string& command, const std::string& file, const Outcome& outcome,
                         bool gaps);
