@@ -1,6 +1,7 @@
 #include "views/listen.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <deque>
@@ -115,9 +116,11 @@ class Conversation {
   }
 
   void CountUp() const {
-    std::cerr << requests_ << " requests, " << replies_ << " replies, ";
-    if (both_) std::cerr << unanswered_ << " requests without a reply, ";
-    std::cerr << noise_ << " bytes that belong to no frame.";
+    // Behind the ^C that the terminal shows.
+    if (Interrupt::Noted() != 0 && isatty(2) == 1) std::cerr << "\n";
+    std::cerr << "Requests: " << requests_ << ", replies: " << replies_;
+    if (both_) std::cerr << ", requests without a reply: " << unanswered_;
+    std::cerr << ", bytes that belong to no frame: " << noise_ << ".";
     if (requests_ + replies_ == 0) {
       std::cerr << (noise_ == 0 ? " Check the cable."
                                 : " The speed may be another than 9600 baud.");

@@ -44,7 +44,7 @@ TEST(ConsoleListen, TellsBothSidesApart) {
   EXPECT_EQ(console.Wait(), 0);
   EXPECT_EQ(
       console.Errors(),
-      "3 requests, 3 replies, 1 requests without a reply, 2 bytes that belong to no frame.\n");
+      "Requests: 3, replies: 3, requests without a reply: 1, bytes that belong to no frame: 2.\n");
   const std::string recorded = Timeless(ReadFile(file));
   EXPECT_EQ(recorded.substr(recorded.find('\n') + 1),
             "TIME > <STX>5AREG K0 12<ETX>\nTIME < ?<x00>\nTIME > <STX>4AREG K0 12<ETX>\n"
@@ -62,7 +62,7 @@ TEST(ConsoleListen, HearsWithOneAdapter) {
   EXPECT_EQ(Timeless(console.Output()),
             "{\"time\":\"TIME\",\"direction\":\">\",\"kind\":\"AK request\",\"station\":\"4\","
             "\"code\":\"LCFG\",\"channel\":\"K0\",\"bytes\":\"\\u00024LCFG K0\\u0003\"}\n");
-  EXPECT_EQ(console.Errors(), "1 requests, 0 replies, 0 bytes that belong to no frame.\n");
+  EXPECT_EQ(console.Errors(), "Requests: 1, replies: 0, bytes that belong to no frame: 0.\n");
 }
 
 }  // namespace
