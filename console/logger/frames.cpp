@@ -155,7 +155,7 @@ void FrameDecoder::AddToFrame(char byte, std::vector<Frame>& found) {
   if (textEnd_ == 0 && byte == kETX) textEnd_ = bytes_.size() - 1;
   if (textEnd_ == 0) return;
   const std::size_t behind = bytes_.size() - textEnd_ - 1;
-  const bool misplaced = behind > 0 && byte != kLineEnd[behind - 1] &&
+  const bool misplaced = behind > 0 && behind < sizeof kLineEnd && byte != kLineEnd[behind - 1] &&
                          Shape(bytes_.substr(1, textEnd_ - 1)).EndsInLineEnd();
   if (misplaced) {
     // It begins something else.
