@@ -77,6 +77,9 @@ std::string Agent::Walk(const std::string& subtree) {
   if (handle_ == nullptr || snmp_parse_oid(subtree.c_str(), root.parts, &root.length) == nullptr) {
     return text;
   }
+  // By numbers: whoever reads it may not have the modules that know the names.
+  netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OID_OUTPUT_FORMAT,
+                     NETSNMP_OID_OUTPUT_NUMERIC);
   Identifier current = root;
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   while (std::chrono::steady_clock::now() < end) {

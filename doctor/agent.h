@@ -40,7 +40,8 @@ class Agent {
   /// Waits as long as the gateway does (about 6 s) until an answer has come once, 2 s from then on.
   Answer Get(const std::string& name);
 
-  /// The subtree as snmpwalk prints it, as far as it can be had in 5 s.
+  /// The subtree as snmpwalk -On prints it, as far as it can be had in 5 s. Changes how the library
+  /// prints identifiers from then on.
   std::string Walk(const std::string& subtree);
 
   /// Writes the integer or text that `value` holds to the register that it names.

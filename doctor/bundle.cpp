@@ -69,7 +69,7 @@ std::string WriteBundle(const std::string& path, const Report& report, Agent& ag
           .output);
   add("unit.txt", "the unit and its drop-ins", Run({"systemctl", "cat", "--", unit.name}).output);
   add("register.txt", "the register list", ReadFile(kRegisterListPath));
-  add("walk.txt", "every register with its value, as snmpwalk prints it",
+  add("walk.txt", "every register with its value, as snmpwalk -On prints it",
       instrument.answers ? agent.Walk("cobaltRGX") : "");
   Connection connection;
   add("table.txt", "columns and indexes of the table",
