@@ -138,6 +138,7 @@ Answer Agent::Exchange(void* request) {
   answer.outcome = Outcome::kRefused;
   if (response->errstat != SNMP_ERR_NOERROR) {
     answer.reason = Reason(response);
+    if (answer.reason.back() == '.') answer.reason.pop_back();
   } else if (response->variables == nullptr) {
     answer.reason = "no value";
   } else if (!StoreValue(*response->variables, answer.value)) {

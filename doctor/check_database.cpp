@@ -184,7 +184,8 @@ void CheckDatabase(const Instrument& instrument, Report& report) {
       (pointer.empty() || !connection.AskOne("SELECT CAST('" + pointer + "' AS DATETIME)").empty());
   if (!usable) {
     report.Fault("pointer",
-                 Text("%s is \"%s\", which is no time stamp: ASTO sends the wrong records or none",
+                 Text("%s is \"%s\", which is no time stamp: ASTO begins with the oldest record "
+                      "again, or is refused",
                       kDatabasePointer, pointer.c_str()),
                  "qmx-console LINE ssto B", kSelectPage);
   }
