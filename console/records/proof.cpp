@@ -185,7 +185,9 @@ Outcome Proof::Summary(bool whole) const {
   std::vector<Moment> moments;
   for (long i = begin; i < end; ++i) {
     const auto moment = MomentOf(held.Stamp(i));
-    if (moment) moments.insert(moments.end(), held.Before(i + 1) - held.Before(i), *moment);
+    if (moment)
+      moments.insert(moments.end(), static_cast<std::size_t>(held.Before(i + 1) - held.Before(i)),
+                     *moment);
   }
   outcome.capture = Capture(moments);
   return outcome;
