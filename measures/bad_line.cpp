@@ -205,7 +205,7 @@ class Trial {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  const int downloads = argc > 1 ? std::atoi(argv[1]) : 200;
+  const long downloads = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 200;
   Trial trial(std::vector<std::string>(argv + std::min(argc, 2), argv + argc));
   for (int i = 0; i < downloads; ++i) trial.Download(i);
   std::puts("| bytes changed | equal | said not to be | different, unsaid | attempts |");

@@ -98,7 +98,7 @@ class Work {
     window_.before = std::min(window_.before, JustBehind(std::max(goal, Reached())));
     observer_.Proves();
     Proof proof(reader_, store_, window_, pace_);
-    const Outcome outcome = store_.IsFile() ? proof.Mend() : proof.Find();
+    Outcome outcome = store_.IsFile() ? proof.Mend() : proof.Find();
     if (options_.from != kPointer) return outcome;
     reader_.Set(Reached());
     source_.Stay();
@@ -116,7 +116,7 @@ class Work {
     const Held& held = store_.Holds();
     if (options_.from == kBegin) return kBeforeAllRecords;
     if (options_.from == kPointer) {
-      const std::string kept = store_.IsThere() ? beginning_.Read() : "";
+      std::string kept = store_.IsThere() ? beginning_.Read() : "";
       if (!kept.empty()) return kept;
       if (held.Stamps() > 0) return reader_.Before(held.Stamp(0));
       const std::string pointer = source_.Get();

@@ -12,7 +12,7 @@
 /// and trusted only when it goes where SSTO and ASTO send the pointer; nothing is written to it
 /// before that. The pointer is put back to where it was, whatever happens, unless it is to stay.
 /// Throws Failure; kUsage when there is no such register.
-class LoggerSource : public RecordSource {
+class LoggerSource final : public RecordSource {
  public:
   LoggerSource(Logger& logger, RegisterNumbers& numbers) : logger_(logger), numbers_(numbers) {}
   ~LoggerSource() override;

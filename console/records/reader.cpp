@@ -172,7 +172,7 @@ RecordReader::Batch RecordReader::BringWhole(const std::string& behind, long wan
     covered.clear();
     if (!batch.more) return batch;
     covered = batch.records.back().stamp;
-    const Batch all = batch;
+    Batch all = batch;
     while (!batch.records.empty() && batch.records.back().stamp == covered) {
       batch.records.pop_back();
     }

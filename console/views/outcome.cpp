@@ -206,10 +206,13 @@ std::string Progress::TimeLeft(double seconds) const {
 }
 
 void Progress::Proves() {
+  if (terminal_) std::fputs("\r\x1b[K", stderr);
+  if (records_ == 0) {
+    std::fputs("nothing new\n", stderr);
+    return;
+  }
   const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start_;
-  std::fprintf(stderr, "%s%s, %s bytes, %.1f records/s%s\n", terminal_ ? "\r\x1b[K" : "",
-               records_ == 0 ? "nothing new" : RecordsText(records_).c_str(),
+  std::fprintf(stderr, "%s, %s bytes, %.1f records/s, up to %s\n", RecordsText(records_).c_str(),
                Grouped(static_cast<long>(bytes_)).c_str(),
-               static_cast<double>(records_) / std::max(spent.count(), 0.001),
-               records_ == 0 ? "" : (", up to " + last_).c_str());
+               static_cast<double>(records_) / std::max(spent.count(), 0.001), last_.c_str());
 }
