@@ -9,6 +9,7 @@
 #include <map>
 #include <sstream>
 
+#include "console_parts.h"
 #include "line/failure.h"
 #include "line/line.h"
 #include "logger/frames.h"
@@ -200,10 +201,10 @@ void Configuration(const std::string& input) {
 }
 
 const std::map<std::string, std::function<void(const std::string&)>> kTargets = {
-    {"console_replies", Replies},
-    {"console_frames", Frames},
-    {"console_recordings", Recordings},
-    {"console_configuration", Configuration},
+    {"console_replies", Replies},         {"console_frames", Frames},
+    {"console_recordings", Recordings},   {"console_configuration", Configuration},
+    {"console_registers", RegisterWords}, {"console_attribution", Attributions},
+    {"console_watch", Watches},
 };
 
 }  // namespace

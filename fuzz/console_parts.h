@@ -1,0 +1,15 @@
+// Parts of the console that see bytes behind its entrances. Each takes one input and aborts when
+// the part does what it must not.
+#pragma once
+
+#include <string>
+
+/// Words that name registers: the word, a zero byte, and the names there are, each behind a blank.
+void RegisterWords(const std::string& input);
+
+/// Requests to a gateway and replies to them, some held and some lost; each byte is one step. What
+/// is taken for the reply to the last request must be that.
+void Attributions(const std::string& input);
+
+/// The file of a watch, with the input as what it held; and its table, with the input as values.
+void Watches(const std::string& input);
