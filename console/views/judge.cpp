@@ -1,6 +1,7 @@
 #include "views/judge.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <thread>
 
 #include "line/failure.h"
@@ -37,7 +38,7 @@ void JudgeType(Session& session, Findings& findings) {
 
 /// The median of three; the gateway rests between requests.
 void JudgeTime(Session& session, bool gnp, Findings& findings) {
-  std::vector<long> times;
+  std::vector<std::int64_t> times;
   for (int i = 0; i < 3; ++i) {
     std::this_thread::sleep_for(milliseconds(80));
     if (gnp) {
