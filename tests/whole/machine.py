@@ -24,8 +24,8 @@ class Machine:
 
     console = f"{os.path.dirname(__file__)}/../../build/package/bin/qmx-console"
 
-    def __init__(self, folder, disk, load=None, options=()):
-        self.folder, self.disk = folder, disk
+    def __init__(self, folder, disk, load=None, options=(), cache="writeback"):
+        self.folder, self.disk, self.cache = folder, disk, cache
         self.log = open(f"{folder}/machine.log", "a", buffering=1)
         self.line = Cable(f"{folder}/line")
         self.adapter = Cable(f"{folder}/adapter")
@@ -42,7 +42,7 @@ class Machine:
                    "-m", "1024", "-rtc", "base=utc",
                    "-kernel", f"{self.folder}/vmlinuz", "-initrd", f"{self.folder}/initrd",
                    "-append", "root=/dev/vda rw console=ttyS1 quiet",
-                   "-drive", f"file={self.disk},if=virtio",
+                   "-drive", f"file={self.disk},if=virtio,cache={self.cache}",
                    "-drive", f"file={self.folder}/packages.raw,if=virtio,format=raw,readonly=on",
                    "-device", "virtio-serial", "-device", "virtserialport,chardev=shell,name=shell",
                    "-serial", "chardev:line", "-serial", f"file:{self.folder}/console.log",

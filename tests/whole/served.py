@@ -64,7 +64,7 @@ def serve(folder, disk, page):
         os.unlink(disk)
     subprocess.run(["qemu-img", "create", "-q", "-f", "qcow2", "-F", "raw", "-b",
                     f"{folder}/bare.raw", disk], check=True)
-    machine = Machine(folder, disk)
+    machine = Machine(folder, disk, cache="unsafe")
     try:
         machine.run("mount -o ro /dev/vdb /mnt")
         # The instrument of a controller is there before its gateway.
