@@ -63,5 +63,6 @@ bool Holds(const std::string& text, const std::string& part) {
     return std::tolower(static_cast<unsigned char>(a)) ==
            std::tolower(static_cast<unsigned char>(b));
   };
-  return std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end();
+  return part.empty() ||
+         std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end();
 }
