@@ -70,8 +70,10 @@ class BadLine {
   BadLine() : gateway_(open(LabPath("logger").c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK)) {
     fcntl(console_.Master(), F_SETFL, O_NONBLOCK);
     relay_ = std::thread([this] {
-      BadWay there(console_.Master(), gateway_, 1);
-      BadWay back(gateway_, console_.Master(), 2);
+      // Another run is another trial.
+      const unsigned seed = std::random_device()();
+      BadWay there(console_.Master(), gateway_, seed);
+      BadWay back(gateway_, console_.Master(), seed + 1);
       while (!stop_) {
         there.Carry(rate, lost);
         back.Carry(rate, lost);
