@@ -20,13 +20,13 @@ constexpr char kStatusCondition[] = "qmxStatusCondition.0";
 std::string Uncut(const std::string& value, char type) {
   double mantissa = std::strtod(value.substr(0, 5).c_str(), nullptr);
   int exponent = std::atoi(value.c_str() + 5);
-  if (mantissa != 0 && type != 'i') {
+  const bool real = type == 'F' || type == 'D';
+  if (mantissa != 0 && real) {
     for (; std::fabs(mantissa) < 1000; --exponent) mantissa *= 10;
     mantissa += std::copysign(0.5, mantissa);
   }
   char text[64];
-  std::snprintf(text, sizeof text, type == 'i' ? "%.0f" : "%.9g",
-                mantissa * std::pow(10, exponent));
+  std::snprintf(text, sizeof text, real ? "%.9g" : "%.0f", mantissa * std::pow(10, exponent));
   return text;
 }
 
