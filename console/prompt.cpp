@@ -254,6 +254,8 @@ bool ReadLine(bool terminal, std::string& line) {
 
 int Prompt(Session& session, CLI::App& app, Options& options) {
   Desk desk(session, app, options);
+  // Used while lines are read, below.
+  // cppcheck-suppress danglingLifetime
   g_desk = &desk;
   const bool terminal = isatty(0) == 1;
   if (terminal) PrepareTerminal();

@@ -20,8 +20,8 @@ Attribution::Doubt Attribution::InDoubt() const {
 
 std::string Attribution::Mark() {
   const unsigned number = next_++;
-  const std::string code = {'S', 'F', kCharacters[number / kCharacters.size() % kLetters],
-                            kCharacters[number % kCharacters.size()]};
+  std::string code = {'S', 'F', kCharacters[number / kCharacters.size() % kLetters],
+                      kCharacters[number % kCharacters.size()]};
   open_.push_back({code, "", true});
   return code;
 }

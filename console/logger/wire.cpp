@@ -63,7 +63,7 @@ std::string Wire::ReceiveFrame() {
     while (ReceiveByte("") != kSTX) {
       if (std::chrono::steady_clock::now() > end) GiveUp();
     }
-    const std::string text = ReceiveText();
+    std::string text = ReceiveText();
     heard_.clear();
     if (text != sent_) return text;
     echoed_ = true;

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr Moment kSecond = 1000;
-constexpr Moment kDay = 24 * 3600 * kSecond;
+constexpr Moment kDay = 86400 * kSecond;
 
 Moment DayOf(Moment moment) { return moment / kDay - (moment % kDay < 0 ? 1 : 0); }
 

@@ -90,7 +90,7 @@ TEST(RecordFile, TellsWholeLinesFromCutOnes) {
   file.Require(line);
   ASSERT_TRUE(file.Next(line));
   EXPECT_THROW(file.Require(line), Failure);
-  EXPECT_THROW(RecordFile(testing::TempDir()), Failure);
+  EXPECT_THROW(RecordFile{testing::TempDir()}, Failure);
   unlink(path.c_str());
   EXPECT_THROW(RecordFile{path}, Failure);
 }
