@@ -103,7 +103,9 @@ void Frames(const std::string& input) {
   std::string told;
   const auto tell = [&](const std::vector<Frame>& frames) {
     for (const Frame& frame : frames) {
-      Require(!frame.bytes.empty() && !InWords(frame).empty() && JsonMembers(frame).size() >= 2);
+      // A line may be empty.
+      Require(frame.kind == Frame::Kind::kLine || !InWords(frame).empty());
+      Require(!frame.bytes.empty() && JsonMembers(frame).size() >= 2);
       told += frame.bytes;
     }
   };
