@@ -20,7 +20,7 @@ constexpr const char* kRegisters[] = {
 
 /// Seconds to an answer, of which a request needs five.
 constexpr double kTooSlow = 0.4;
-constexpr double kSlow = 0.2;
+constexpr double kSlowAnswer = 0.2;
 
 std::string CommandLine(const char* program, const std::string& rest) {
   return Text("%s -v1 -c %s %s %s", program, kCommunity, kAgentHost, rest.c_str());
@@ -90,7 +90,7 @@ void CheckAgent(Agent& agent, Instrument& instrument, Report& report) {
   }
   Answer answer = agent.Get(kRS232Mode);
   // One slow answer may be the machine's doing.
-  for (double spent = answer.seconds; answer.seconds > kSlow && spent < 3;) {
+  for (double spent = answer.seconds; answer.seconds > kSlowAnswer && spent < 3;) {
     const Answer next = agent.Get(kRS232Mode);
     spent += next.seconds;
     answer.seconds = std::min(answer.seconds, next.seconds);
@@ -113,7 +113,7 @@ void CheckAgent(Agent& agent, Instrument& instrument, Report& report) {
   instrument.answers = true;
   report.Measure("agent_answer_seconds", answer.seconds);
   const std::string time = Text("answers \"%s\" in %.0f ms", kCommunity, answer.seconds * 1000);
-  if (answer.seconds > kSlow) {
+  if (answer.seconds > kSlowAnswer) {
     const std::string slow =
         time + Text(": an AREG, which needs five answers, takes %.1f s", 5 * answer.seconds);
     const std::string cure = "time " + CommandLine("snmpget", kRS232Mode);

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr double kSlow = 0.5;
+constexpr double kSlowSort = 0.5;
 
 void TellWhyNotOpen(Connection& connection, Report& report) {
   const std::string reason = ": " + connection.Reason();
@@ -104,7 +104,7 @@ void CheckIndex(Connection& connection, Report& report) {
   const std::string text =
       Text("time_stamp has no index: every ASTO sorts the whole table, %.2f s now", seconds);
   const std::string cure = AlterTable("ADD INDEX (time_stamp)");
-  if (seconds > kSlow) {
+  if (seconds > kSlowSort) {
     report.Fault("index", text, cure, kSelectPage);
   } else {
     report.Look("index", text, cure, kSelectPage);

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
 #include <deque>
 #include <filesystem>
 #include <fstream>
@@ -17,10 +16,6 @@
 #include "views/watch_file.h"
 
 namespace {
-
-void Require(bool held) {
-  if (!held) std::abort();
-}
 
 std::string ReadAll(const std::string& path) {
   std::stringstream kept;

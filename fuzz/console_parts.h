@@ -2,7 +2,12 @@
 // the part does what it must not.
 #pragma once
 
+#include <cstdlib>
 #include <string>
+
+inline void Require(bool held) {
+  if (!held) std::abort();
+}
 
 /// Words that name registers: the word, a zero byte, and the names there are, each behind a blank.
 void RegisterWords(const std::string& input);

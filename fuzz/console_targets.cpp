@@ -20,10 +20,6 @@
 
 namespace {
 
-void Require(bool held) {
-  if (!held) std::abort();
-}
-
 /// A line that brings the input's bytes; FF is a silence.
 class FuzzLine : public Line {
  public:

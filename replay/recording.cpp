@@ -10,32 +10,32 @@ namespace {
 constexpr char kTitle[] = "# qmx-console recording ";
 constexpr std::size_t kSecond = 19;  // characters of a time up to its second
 
-struct Run {
+struct Burst {
   std::string time;
   bool toGateway = false;
   std::string bytes;
 };
 
 /// Takes a line apart; false for one that is none. One that was cut may end in half a byte's name.
-bool ParseRun(const std::string& line, bool cut, Run& run) {
+bool ParseBurst(const std::string& line, bool cut, Burst& burst) {
   const std::size_t blank = line.find(' ');
   if (blank == std::string::npos || blank < kSecond || line[10] != 'T' || line.size() < blank + 3 ||
       line[blank + 2] != ' ' || (line[blank + 1] != '<' && line[blank + 1] != '>')) {
     return false;
   }
-  run.time = line.substr(0, 10) + " " + line.substr(11, kSecond - 11);
-  run.toGateway = line[blank + 1] == '>';
+  burst.time = line.substr(0, 10) + " " + line.substr(11, kSecond - 11);
+  burst.toGateway = line[blank + 1] == '>';
   std::string text = line.substr(blank + 3);
   const std::size_t name = text.rfind('<');
   if (cut && name != std::string::npos && text.find('>', name) == std::string::npos) {
     text.erase(name);
   }
-  run.bytes = Bytes(text);
+  burst.bytes = Bytes(text);
   return true;
 }
 
-std::vector<Run> ReadRuns(std::istream& text) {
-  std::vector<Run> runs;
+std::vector<Burst> ReadBursts(std::istream& text) {
+  std::vector<Burst> bursts;
   std::string line;
   for (int number = 1; std::getline(text, line); ++number) {
     const bool cut = text.eof();
@@ -50,15 +50,15 @@ std::vector<Run> ReadRuns(std::istream& text) {
       }
       continue;
     }
-    Run run;
-    if (ParseRun(line, cut, run)) {
-      runs.push_back(run);
+    Burst burst;
+    if (ParseBurst(line, cut, burst)) {
+      bursts.push_back(burst);
     } else if (!cut) {
       throw std::runtime_error("line " + std::to_string(number) +
                                ": no TIME DIRECTION TEXT: " + line);
     }
   }
-  return runs;
+  return bursts;
 }
 
 }  // namespace
@@ -66,14 +66,14 @@ std::vector<Run> ReadRuns(std::istream& text) {
 std::vector<Passed> ReadRecording(std::istream& text) {
   std::vector<Passed> passed;
   FrameDecoder decoders[2];
-  Run latest;
+  Burst latest;
   const auto add = [&](const std::vector<Frame>& frames) {
     for (const Frame& frame : frames) passed.push_back({latest.time, latest.toGateway, frame});
   };
-  for (const Run& run : ReadRuns(text)) {
-    if (run.toGateway != latest.toGateway) add(decoders[latest.toGateway ? 1 : 0].End());
-    latest = run;
-    for (const char byte : run.bytes) add(decoders[run.toGateway ? 1 : 0].Add(byte));
+  for (const Burst& burst : ReadBursts(text)) {
+    if (burst.toGateway != latest.toGateway) add(decoders[latest.toGateway ? 1 : 0].End());
+    latest = burst;
+    for (const char byte : burst.bytes) add(decoders[burst.toGateway ? 1 : 0].Add(byte));
   }
   add(decoders[latest.toGateway ? 1 : 0].End());
   const auto isRequest = [](const Passed& one) { return one.toGateway && one.frame.IsRequest(); };

@@ -8,18 +8,18 @@
 namespace {
 
 using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
+using Steady = std::chrono::steady_clock;
 
 }  // namespace
 
 void Line::Discard(milliseconds quiet, milliseconds limit) {
   constexpr std::size_t kShown = 16;
-  const auto end = Clock::now() + limit;
+  const auto end = Steady::now() + limit;
   std::string first;
   char byte = 0;
   while (Receive(byte, quiet)) {
     if (first.size() < kShown) first += byte;
-    if (Clock::now() < end) continue;
+    if (Steady::now() < end) continue;
     throw Failure(kBroken, "The line does not fall silent, it brings " + Visible(first) +
                                "...: another program talks to the gateway, a long reply still "
                                "comes, or its speed is not 9600 baud.");

@@ -54,7 +54,7 @@ bool IsOurTerminal(int descriptor) {
   return isatty(0) == 1 && fstat(0, &ours) == 0 && ours.st_rdev == device.st_rdev;
 }
 
-std::string WhyNot(const std::string& device, int error) {
+std::string WhyNotOpened(const std::string& device, int error) {
   std::string cause = device + " cannot be opened: " + std::strerror(error) + ".";
   if (error == EACCES || error == EPERM) return cause + WhoMayOpen(device);
   if (error == ENOENT || error == ENODEV || error == ENXIO) {
@@ -74,7 +74,7 @@ bool SerialLine::Open() {
   if (port_.IsOpen()) return false;
   // Without O_NONBLOCK a port that waits for a modem would not open.
   Descriptor port(open(device_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  if (!port.IsOpen()) throw Failure(kNoDevice, WhyNot(device_, errno));
+  if (!port.IsOpen()) throw Failure(kNoDevice, WhyNotOpened(device_, errno));
   std::string problem;
   termios line{};
   if (tcgetattr(port.Number(), &line) != 0) {

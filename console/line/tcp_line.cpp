@@ -42,7 +42,7 @@ int Connect(const addrinfo& address, Descriptor& connection) {
   return 0;
 }
 
-std::string WhyNot(const std::string& server, int error) {
+std::string WhyNotConnected(const std::string& server, int error) {
   std::string cause = server + " cannot be reached: " + std::strerror(error) + ".";
   if (error == ECONNREFUSED) cause += " Nothing listens there: check the port's number.";
   if (error == ETIMEDOUT) cause += " Check the address, the network, and that the server is on.";
@@ -85,7 +85,7 @@ bool TcpLine::Open() {
     error = Connect(*address, connection_);
     if (error == 0) return true;
   }
-  throw Failure(kNoDevice, WhyNot(server_, error));
+  throw Failure(kNoDevice, WhyNotConnected(server_, error));
 }
 
 void TcpLine::Lost(int error) {

@@ -21,7 +21,7 @@ constexpr std::chrono::seconds kAll(33);
 
 constexpr char kStationCodes[] = "0123456789-";
 constexpr char kType[] = "LCFG";
-constexpr std::size_t kShown = 32;
+constexpr std::size_t kNoiseShown = 32;
 
 /// K0 to K9, then letter and digit, then what else two of them make.
 std::vector<std::string> AllChannels() {
@@ -68,7 +68,7 @@ void Search::Take(const std::vector<Frame>& frames) {
     } else if (frame.IsRequest() || frame.IsReply()) {
       others_ = true;
     } else if (frame.bytes.find_first_not_of("\r\n") != std::string::npos) {
-      noise_ = (noise_ + frame.bytes).substr(0, kShown);
+      noise_ = (noise_ + frame.bytes).substr(0, kNoiseShown);
     }
   }
 }

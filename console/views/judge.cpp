@@ -12,7 +12,7 @@
 namespace {
 
 using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
+using Steady = std::chrono::steady_clock;
 using Kind = Finding::Kind;
 
 const char* TypeName(const std::string& number) {
@@ -159,8 +159,8 @@ void JudgeData(Session& session, Findings& findings) {
 
 /// What is lost on the line in one step leaves the next ones.
 template <typename Step>
-void Try(const char* topic, Clock::time_point end, Findings& findings, const Step& step) {
-  if (Clock::now() > end) {
+void Try(const char* topic, Steady::time_point end, Findings& findings, const Step& step) {
+  if (Steady::now() > end) {
     findings.Add(Kind::kLook, topic, "not looked at: the answers take too long");
     return;
   }
@@ -187,6 +187,6 @@ void Judge(Session& session, bool gnp, const JudgeOptions& options, Findings& fi
   run("registers", JudgeRegisters);
   run("records", JudgeRecords);
   if (options.newest) run("newest", JudgeNewest);
-  const auto forEver = Clock::time_point::max();
+  const auto forEver = Steady::time_point::max();
   if (options.values) Try("values", forEver, findings, [&] { ReadValues(session, findings); });
 }

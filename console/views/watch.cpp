@@ -21,7 +21,7 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Steady = std::chrono::steady_clock;
 using Courses = std::vector<Course>;
 
 constexpr char kRefusedText[] = "refused";
@@ -193,7 +193,7 @@ void Watch(Session& session, const WatchOptions& options) {
     ended = ended || Interrupt::Noted() != 0 || keys.Pressed('q');
     return ended;
   };
-  auto next = Clock::now();
+  auto next = Steady::now();
   for (long reading = 1; !stop(); ++reading) {
     watching->Read(stop);
     if (ended) break;
@@ -210,7 +210,7 @@ void Watch(Session& session, const WatchOptions& options) {
     if (reading == options.count) break;
     next += std::chrono::duration_cast<std::chrono::microseconds>(
         std::chrono::duration<double>(options.every));
-    while (Clock::now() < next && !stop()) {
+    while (Steady::now() < next && !stop()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
   }
