@@ -23,10 +23,18 @@ std::string WhyNotRead(const RegisterNumbers& numbers, const Register& asked) {
          (numbers.Known() ? "; \"registers\" lists them." : ", or the gateway cannot read it.");
 }
 
+/// JSON has the name, too. It is asked for behind the register itself, as that may fail.
+void Name(Session& session, Register& asked) {
+  if (!session.report.Json() || !asked.name.empty()) return;
+  session.numbers.Learn();
+  asked.name = session.numbers.Name(asked.number);
+}
+
 void ReadRegisters(Session& session, const Words& words) {
   std::string refusals;
-  for (const Register& asked : session.numbers.Find(words)) {
+  for (Register& asked : session.numbers.Find(words)) {
     const AKReply reply = session.logger.ReadRegister(asked.number);
+    if (reply.code != kUnknown) Name(session, asked);
     session.report.ShowRegister(asked, reply);
     if (!reply.refused) continue;
     if (reply.code == kUnknown) RequireDone(reply, "AREG");
@@ -55,9 +63,10 @@ void ReadRegisters(Session& session, const Words& words) {
 void WriteRegister(Session& session, const Words& words) {
   if (words.size() < 2) throw Failure(kUsage, "ereg needs a register and a value.");
   const std::string value = Joined(words, 1);
-  const Register asked = session.numbers.FindOne(words[0]);
+  Register asked = session.numbers.FindOne(words[0]);
   try {
     const AKReply reply = session.logger.WriteRegister(asked.number, value);
+    if (!reply.refused) Name(session, asked);
     session.report.Show("EREG", reply, reply.refused ? "" : asked.label + " is set\n",
                         JsonMembers(asked.number, asked.name));
     RequireDone(reply, "EREG");

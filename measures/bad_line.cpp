@@ -151,6 +151,9 @@ class Trial {
     }
     const bool equal = Lines(ReadFile(file)) == table_;
     ++(status != 0 ? counts.said : equal ? counts.equal : counts.silent);
+    if (std::getenv("QMX_SHOW") != nullptr)
+      std::fprintf(stderr, "%d at %.0e: status %d, %s\n", number, kRates[kind], status,
+                   equal ? "equal" : "different");
     if (status == 0 && !equal) WriteFile("/tmp/bad_line.csv", ReadFile(file));
   }
 

@@ -26,3 +26,7 @@ std::string Visible(const std::string& bytes) {
   }
   return visible;
 }
+
+std::string VisibleStart(const std::string& bytes, std::size_t shown) {
+  return Visible(bytes.substr(0, shown)) + (bytes.size() > shown ? "..." : "");
+}

@@ -33,8 +33,12 @@ constexpr milliseconds kBehindRecords(20);
 /// Replies that are passed over before another program is thought to go on asking.
 constexpr int kMostPassed = 100;
 
+/// Marks refused by another channel until that is believed: the first refusals may be those of
+/// requests of another program, or the line may have changed the mark.
+constexpr int kSure = 3;
+
 Failure Another(const std::string& text) {
-  return {kBroken, "The reply is for another request: " + Visible(text)};
+  return {kBroken, "The reply is for another request: " + VisibleStart(text)};
 }
 
 }  // namespace
@@ -58,8 +62,8 @@ AKReply Logger::TakeReply(bool others) {
       if (another.empty() || !IsLoss(failure)) throw;
       throw Another(another);
     }
-    if (!wire_.ReceiveLine(kSTX + text).empty()) {
-      throw Failure(kBroken, "The reply does not end in CR LF: " + Visible(text));
+    if (wire_.ReceiveByte(kSTX + text) != kCR || wire_.ReceiveByte(kSTX + text) != kLF) {
+      throw Failure(kBroken, "The reply does not end in CR LF: " + VisibleStart(text));
     }
     AKReply reply = ParseReply(text, address_.station);
     if (attribution_.Take(reply) == Attribution::Answers::kLatest) return reply;
@@ -71,6 +75,8 @@ AKReply Logger::TakeReply(bool others) {
 Logger::Passed Logger::CatchUp(const std::string& code) {
   SendAK(attribution_.Mark(), "");
   Passed passed;
+  std::optional<Failure> broken;
+  int refusals = 0;
   for (int frames = 0; frames <= kMostPassed; ++frames) {
     AKReply reply;
     try {
@@ -78,12 +84,18 @@ Logger::Passed Logger::CatchUp(const std::string& code) {
     } catch (const Failure& failure) {
       // Of refusals by another channel none tells whose it is; the last one is the mark's.
       if (failure.status == kNoReply && passed.mark.refused) return passed;
-      if (failure.status == kBroken) continue;
-      throw;
+      if (failure.status == kNoReply && broken) throw Failure(*broken);
+      if (failure.status != kBroken) throw;
+      broken = failure;
+      continue;
     }
     if (reply.code == code) passed.late = reply;
     if (reply.code == kUnknown) passed.mark = reply;
     if (attribution_.Take(reply) != Attribution::Answers::kLatest) continue;
+    if (reply.code == kUnknown && ++refusals < kSure) {
+      SendAK(attribution_.Mark(), "");
+      continue;
+    }
     passed.mark = reply;
     for (char byte = 0; byte != kLF && wire_.TryByte(byte, kAftermath);) continue;
     return passed;

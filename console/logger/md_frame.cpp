@@ -17,7 +17,7 @@ constexpr std::size_t kBlockSize = 30;
 MDBlock ParseBlock(const std::string& text) {
   // Component, location and register number are cut texts where the instrument's numbers are odd.
   if (!HasShape(text, "xxx +0000+00 FF FF xxx xxx    ")) {
-    throw Failure(kBroken, "No value block: " + Visible(text));
+    throw Failure(kBroken, "No value block: " + VisibleStart(text));
   }
   MDBlock block;
   block.component = text.substr(0, 3);
@@ -41,7 +41,7 @@ std::vector<MDBlock> ParseMDText(const std::string& text) {
   const long count =
       text.compare(0, 2, "MD") == 0 ? std::strtol(text.substr(2, 2).c_str(), nullptr, 10) : 0;
   if (count < 1 || count > 3 || text.size() != 5 + static_cast<std::size_t>(count) * kBlockSize) {
-    throw Failure(kBroken, "No MD frame: " + Visible(text));
+    throw Failure(kBroken, "No MD frame: " + VisibleStart(text));
   }
   std::vector<MDBlock> blocks;
   for (std::size_t at = 5; at < text.size(); at += kBlockSize) {

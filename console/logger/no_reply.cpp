@@ -28,8 +28,7 @@ const char kEchoed[] =
 std::string WhyNoReply(bool echoed, const std::string& heard, const Address& address, bool gnp) {
   if (echoed) return std::string("No reply. ") + kEchoed;
   if (heard.empty()) return Silence(address, gnp) + kAdvice;
-  return "No reply: what came is no frame: " + Visible(heard.substr(0, kShown)) +
-         (heard.size() > kShown ? "..." : "") +
+  return "No reply: what came is no frame: " + VisibleStart(heard, kShown) +
          ". It may come at another speed than 9600 baud, in another protocol, or through a bad "
          "cable." +
          kAdvice;

@@ -38,7 +38,7 @@ const std::vector<std::string>& RegisterNumbers::Names() {
 void RegisterNumbers::Forget() {
   names_.clear();
   gaps_.clear();
-  gapsKnown_ = false;
+  gapsKnown_ = learned_ = false;
 }
 
 int RegisterNumbers::Highest() {
@@ -75,6 +75,16 @@ std::vector<Register> RegisterNumbers::All() {
     all.push_back({NumberAt(place), names_[place], names_[place]});
   }
   return all;
+}
+
+void RegisterNumbers::Learn() {
+  if (learned_) return;
+  learned_ = true;
+  try {
+    All();
+  } catch (const Failure& failure) {
+    if (failure.status == kNoDevice || failure.status >= kInterrupted) throw;
+  }
 }
 
 std::vector<Register> RegisterNumbers::Find(const std::vector<std::string>& words) {

@@ -27,6 +27,10 @@ class RegisterNumbers {
   /// All registers. Throws Failure(kUsage) when their numbers are not certain.
   std::vector<Register> All();
 
+  /// Asks once for names and numbers unless they are known; what cannot be had, or is not certain,
+  /// stays unknown. Throws Failure when the line is gone or the command is interrupted.
+  void Learn();
+
   /// The highest number of a register.
   int Highest();
 
@@ -61,5 +65,6 @@ class RegisterNumbers {
   std::vector<std::string> names_;
   int total_ = 0;
   bool gapsKnown_ = false;
+  bool learned_ = false;
   std::map<int, int> gaps_;  // numbers left out behind this position
 };

@@ -52,17 +52,17 @@ AKReply ParseReply(const std::string& text, char station) {
   if (blank == 5 && text[0] != station) {
     const std::string other = Visible(text.substr(0, 1));
     throw Failure(kBroken, "The reply is of station " + other + " (--station " + other +
-                               "), not of station " + station + ": " + Visible(text));
+                               "), not of station " + station + ": " + VisibleStart(text));
   }
   if (blank == std::string::npos || text[0] != station) {
     throw Failure(kBroken, "The reply is no AK reply of station " + std::string(1, station) + ": " +
-                               Visible(text));
+                               VisibleStart(text));
   }
   AKReply reply;
   reply.code = text.substr(1, blank - 1);
   const std::size_t end = std::min(text.find(' ', blank + 1), text.size());
   if (!ReadWhole(text.substr(blank + 1, end - blank - 1), reply.status)) {
-    throw Failure(kBroken, "The reply has no status condition: " + Visible(text));
+    throw Failure(kBroken, "The reply has no status condition: " + VisibleStart(text));
   }
   if (end < text.size()) reply.fields = text.substr(end + 1);
   reply.refused = reply.code == kUnknown || reply.fields == "SE";
@@ -72,7 +72,9 @@ AKReply ParseReply(const std::string& text, char station) {
 void RequireDone(const AKReply& reply, const std::string& code) {
   if (!reply.refused) return;
   if (reply.code == kUnknown) {
-    throw Failure(kRefused, code + " refused (" + kUnknown + "): the station has another channel.");
+    throw Failure(kRefused, code + " refused (" + kUnknown +
+                                "): the station has another channel (\"check\" finds it), or the "
+                                "line changed the request.");
   }
   throw Failure(kRefused, code + " refused: " + WhyRefused(code) + ".");
 }

@@ -39,6 +39,13 @@ std::vector<std::string> AllChannels() {
   return channels;
 }
 
+/// Whether it is more than noise that happens to stand between STX and ETX.
+bool IsPlain(const Frame& frame) {
+  const std::string text = frame.bytes.substr(1, frame.bytes.find(kETX) - 1);
+  return frame.problem.empty() && std::all_of(text.begin(), text.end(),
+                                              [](char byte) { return byte >= ' ' && byte < 0x7F; });
+}
+
 }  // namespace
 
 void Search::TakeReply(const Frame& reply) {
@@ -65,7 +72,7 @@ void Search::Take(const std::vector<Frame>& frames) {
       TakeReply(frame);
     } else if (frame.IsRequest() && sent_.find(frame.bytes) != std::string::npos) {
       echoed_ = true;
-    } else if (frame.IsRequest() || frame.IsReply()) {
+    } else if ((frame.IsRequest() || frame.IsReply()) && IsPlain(frame)) {
       others_ = true;
     } else if (frame.bytes.find_first_not_of("\r\n") != std::string::npos) {
       noise_ = (noise_ + frame.bytes).substr(0, kNoiseShown);

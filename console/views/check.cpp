@@ -37,14 +37,21 @@ class Borrowed {
   milliseconds patience_;
 };
 
-/// A line that does not fall silent carries no request.
-bool Find(Search& search) {
+/// Returns whether an instrument answers, or tells why not.
+bool Find(Search& search, std::string& whyNot) {
+  whyNot = "none answers";
   try {
-    return search.Find();
+    if (search.Find()) return true;
+    if (!search.IsEchoed()) {
+      whyNot +=
+          ", neither AK stations 0 to 9 nor GNP: look at the cable, at the gateway (systemctl "
+          "status 'qmx-gateway@*' on the controller) and at its agent";
+    }
   } catch (const Failure& failure) {
     if (failure.status != kBroken) throw;
-    return false;
+    whyNot = "none was asked: the line does not fall silent";
   }
+  return false;
 }
 
 void TellLine(const Session& session, const Search& search, Findings& findings) {
@@ -138,15 +145,11 @@ void Check(Session& session, const CheckOptions& options) {
   JudgeOptions judging{options.newest, !options.page.empty(),
                        std::chrono::steady_clock::now() + kAll};
   Search search(session.line, session.logger.GetAddress(), session.gnp);
-  const bool found = Find(search);
+  std::string whyNot;
+  const bool found = Find(search, whyNot);
   TellLine(session, search, findings);
   if (!found) {
-    findings.Add(
-        Kind::kLook, "instrument",
-        search.IsEchoed()
-            ? "none answers"
-            : "none answers, neither AK stations 0 to 9 nor GNP: look at the cable, at the "
-              "gateway (systemctl status 'qmx-gateway@*' on the controller) and at its agent");
+    findings.Add(Kind::kLook, "instrument", whyNot);
   } else if (TellAddress(session, search, findings)) {
     session.logger.SetAddress(search.Found());
     session.logger.SetPatience(kPatience);

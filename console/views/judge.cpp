@@ -100,7 +100,7 @@ void ReadValues(Session& session, Findings& findings) {
                    (mute == 0 ? "" : ", " + std::to_string(mute) + " cannot be read"));
 }
 
-void JudgeRecords(Session& session, Findings& findings) {
+void JudgeRecords(Session& session, bool newest, Findings& findings) {
   const AKReply header = session.logger.Header();
   RequireDone(header, "LDHD");
   findings.Add(Kind::kOk, "records",
@@ -113,14 +113,16 @@ void JudgeRecords(Session& session, Findings& findings) {
   }
   std::int64_t seconds = 0;
   const std::string age = AgeText(pointer.fields, seconds);
+  const std::string more = newest ? "" : " (--newest looks at the newest one)";
   if (pointer.fields.empty() || pointer.fields == kBeforeAllRecords) {
-    findings.Add(Kind::kOk, "pointer", "it stands before all records");
+    findings.Add(Kind::kOk, "pointer", "it stands before all records" + more);
   } else if (age.empty() || seconds < -60) {
     findings.Add(
         Kind::kLook, "pointer",
         "it stands at " + pointer.fields + (age.empty() ? ", which is no time stamp" : ", " + age));
   } else {
-    findings.Add(Kind::kOk, "pointer", "records are read up to " + pointer.fields + ", " + age);
+    findings.Add(Kind::kOk, "pointer",
+                 "records are read up to " + pointer.fields + ", " + age + more);
   }
 }
 
@@ -185,7 +187,7 @@ void Judge(Session& session, bool gnp, const JudgeOptions& options, Findings& fi
   }
   run("type", JudgeType);
   run("registers", JudgeRegisters);
-  run("records", JudgeRecords);
+  Try("records", options.end, findings, [&] { JudgeRecords(session, options.newest, findings); });
   if (options.newest) run("newest", JudgeNewest);
   const auto forEver = Steady::time_point::max();
   if (options.values) Try("values", forEver, findings, [&] { ReadValues(session, findings); });

@@ -75,7 +75,7 @@ class Watching {
 class WatchingAK : public Watching {
  public:
   WatchingAK(Session& session, const std::vector<std::string>& words) : Watching(session) {
-    NameNumbers();
+    session.numbers.Learn();  // Numbers are shown without names where the list cannot be had.
     for (const Register& asked : session.numbers.Find(words)) courses_.emplace_back(asked);
   }
 
@@ -93,16 +93,6 @@ class WatchingAK : public Watching {
       } catch (const Failure& failure) {
         Miss(course, failure, Lost(failure));
       }
-    }
-  }
-
- private:
-  /// Numbers are shown without names where the list cannot be had.
-  void NameNumbers() {
-    try {
-      session_.numbers.All();
-    } catch (const Failure& failure) {
-      if (!IsLoss(failure) && failure.status != kUsage && failure.status != kRefused) throw;
     }
   }
 };

@@ -43,7 +43,7 @@ TEST_F(Console, AnswersItsCommands) {
        ""},
       {{"areg", "139"}, 0, "139  40\n", ""},
       {{"ereg", "qmxAveragingTime", "-5"}, 0, "qmxAveragingTime is set\n", ""},
-      {{"--json", "areg", "qmxAveragingTime"},
+      {{"--json", "areg", "29"},
        0,
        "{\"command\":\"AREG\",\"status\":0,\"register\":29,\"name\":\"qmxAveragingTime.0\","
        "\"value\":\"-5\"}\n",
@@ -82,6 +82,7 @@ TEST_F(Console, AnswersItsCommands) {
       {{"sf", "03"}, 0, "SF03 done\n", ""},
       {{"sf", "99"}, 4, "", "SF99 refused: there is no such function"},
       {{"--channel", "V9", "lcfg"}, 4, "", "LCFG refused ("},
+      {{"--channel", "V9", "ssto", "B"}, 4, "", "SSTO refused ("},
       {{"--station", "5", "--timeout", "0.3", "lcfg"},
        3,
        "",

@@ -27,6 +27,7 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
        "<STX>5LCFG 0 5<ETX><CR><LF>",
        5,
        "The reply is of station 5 (--station 5), not of"},
+      {{"lcfg"}, "<STX>4LCFG 0 5<ETX>no line end", 5, "The reply does not end in CR LF"},
       {{"lcfg"}, "<STX>Unknown command.<ETX><CR><LF>", 5, "The reply is no AK reply of station 4"},
       {{"lcfg"}, "<STX>4AREG 0 5<ETX><CR><LF>", 5, "The reply is for another request"},
       {{"areg", "7"}, "<STX>4AREG 0 8 5<ETX><CR><LF>", 5, "The reply is for another request"},
@@ -89,6 +90,21 @@ TEST(ConsoleLine, TakesNoLateReplyForTheNextOne) {
       << output;
   EXPECT_EQ(output.find("012"), std::string::npos) << output;
   EXPECT_NE(output.find("register 013"), std::string::npos) << output;
+}
+
+/// An earlier program had the channel wrong, and its refusals come now.
+TEST(ConsoleLine, TakesNoRefusalForThatOfItsOwnRequest) {
+  for (const char* words : {"ereg 7 5", "areg 7"}) {
+    const Line line;
+    Child console({"sh", "-c", Program("qmx-console") + " " + line.Device() + " " + words});
+    const std::string unknown = Reply("4???? 0 SE");
+    for (std::string late = unknown + unknown; console.Running(); late.clear()) {
+      const std::string request = line.ReceiveUntil("\x03", 2000);
+      if (request.size() < 8) break;
+      line.Send(late + Reply(request.substr(1, 5) + (request[2] == 'S' ? " 0 SE" : " 0 7 5")));
+    }
+    EXPECT_EQ(console.Wait(), 0) << words << console.Output() << console.Errors();
+  }
 }
 
 TEST(ConsoleLine, RecordsWhatPasses) {
