@@ -29,6 +29,12 @@ bool IsDevice(const std::string& word) {
   return word.find('/') != std::string::npos || std::filesystem::exists(word);
 }
 
+std::function<std::string(const std::string&)> Characters(std::size_t count, const char* name) {
+  return [=](const std::string& text) {
+    return text.size() == count ? "" : name + (" wanted, not " + text);
+  };
+}
+
 }  // namespace
 
 std::chrono::milliseconds Options::Patience() const {
@@ -37,10 +43,10 @@ std::chrono::milliseconds Options::Patience() const {
 
 void AddLineOptions(CLI::App& app, Options& options) {
   app.add_option("--station", options.station, "AK station, one character")
-      ->check([](const std::string& text) { return text.size() == 1 ? "" : "one character"; })
+      ->check(Characters(1, "one character is"))
       ->capture_default_str();
   app.add_option("--channel", options.channel, "AK channel, two characters")
-      ->check([](const std::string& text) { return text.size() == 2 ? "" : "two characters"; })
+      ->check(Characters(2, "two characters are"))
       ->capture_default_str();
   app.add_option("--id", options.id, "Instrument id of GNP requests, three digits")
       ->check(Digits(3));

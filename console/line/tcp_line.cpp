@@ -62,7 +62,7 @@ TcpLine::TcpLine(const std::string& name, std::shared_ptr<Transcript> transcript
     host_ = host_.substr(1, host_.size() - 2);
   }
   if (host_.empty() || port_.empty() || port_.size() > 5 ||
-      port_.find_first_not_of("0123456789") != std::string::npos) {
+      port_.find_first_not_of("0123456789") != std::string::npos || std::stoi(port_) > 65535) {
     throw Failure(kUsage, "A device server is named tcp://HOST:PORT, not " + name + ".");
   }
   TcpLine::Open();

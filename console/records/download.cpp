@@ -132,7 +132,11 @@ class Work {
     }
     // A file goes on from where it ends, and nothing between is left out.
     if (held.Stamps() > 0) from = std::min(from, held.Newest());
-    return reader_.Before(from);
+    const std::string before = reader_.Before(from);
+    const auto moment = MomentOf(from);
+    if (!moment || reader_.At(before, 1) >= from) return before;
+    // What is logged now is earlier still.
+    return TimeStampOf(*moment - 1);
   }
 
   /// The newest time stamp that is held, or where the window begins.

@@ -19,8 +19,8 @@ namespace {
 
 LoggerSource::~LoggerSource() {
   if (!moved_ || PutBack()) return;
-  std::cerr << "The database pointer could not be put back; it was at " << Visible(*before_)
-            << ".\n";
+  std::cerr << "The database pointer could not be put back; it was "
+            << (before_->empty() ? "empty" : "at " + Visible(*before_)) << ".\n";
 }
 
 bool LoggerSource::PutBack() {

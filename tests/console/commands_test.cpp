@@ -210,7 +210,8 @@ TEST_F(Console, ReadsCommandsLineByLine) {
   for (const char* text :
        {"There is no command bogus; \"help\" lists them.\n"
         "SF99 refused: there is no such function, but 03, 06, 09, 17, 25 and 26.\n"
-        "set station: one character.\nNo reply, not a byte. The instrument may have another "
+        "set station: one character is wanted, not 55.\nNo reply, not a byte. The instrument may "
+        "have another "
         "station "
         "than 5",
         "\nlcfg is an AK command; --protocol gnp has ",

@@ -97,6 +97,24 @@ TEST_F(Proof100000, FindsInFewRequestsWhatIsMissingOrTooMany) {
   EXPECT_EQ(outcome.records, 69000);
 }
 
+/// A month's file at the month's turn.
+TEST_F(Proof100000, TakesNothingEarlierThanItIsToldTo) {
+  options_.from = "2025-12";
+  for (long at = 1; at < 20; ++at) {
+    instrument_ = RecordModel();
+    Log(10);
+    instrument_.beforeEach = [&] {
+      if (instrument_.requests == at) instrument_.Log("2025-11-30,23:59:59,1,N");
+    };
+    std::filesystem::remove(options_.file);
+    const Outcome outcome = Download(instrument_, options_, observer_);
+    EXPECT_TRUE(outcome.whole && Lines().empty()) << at;
+    instrument_.Log("2025-12-01,00:00:00,2,N");
+    EXPECT_TRUE(Download(instrument_, options_, observer_).whole);
+    EXPECT_EQ(Lines().size(), 1u) << at;
+  }
+}
+
 TEST_F(Proof100000, OneBadRecordCostsItselfAlone) {
   Log(200);
   const std::string bad[] = {"2025-10-25,00:01:00,7,a\r\nb", "2025-10-25,00:06:00,7",

@@ -50,6 +50,7 @@ TEST_F(Console, GoesThroughDeviceServers) {
       {"127.0.0.1", 1, "A device server is named tcp://HOST:PORT, not tcp://127.0.0.1.\n"},
       {"127.0.0.1:4001x", 1,
        "A device server is named tcp://HOST:PORT, not tcp://127.0.0.1:4001x.\n"},
+      {"127.0.0.1:65536", 1, "A device server is named"},
   };
   for (const auto& row : kTable) {
     const Ended ended = AskServer(row.server, {"lcfg"});
