@@ -7,6 +7,7 @@
 #include "line/failure.h"
 #include "records/logger_source.h"
 #include "registers/own_registers.h"
+#include "registers/type_prefix.h"
 #include "views/session.h"
 
 namespace {
@@ -15,12 +16,11 @@ using std::chrono::milliseconds;
 using Steady = std::chrono::steady_clock;
 using Kind = Finding::Kind;
 
-const char* TypeName(const std::string& number) {
-  return number == "1"   ? "TwinexVARO"
-         : number == "2" ? "Twinex"
-         : number == "4" ? "MonardVARO"
-         : number == "5" ? "Monard"
-                         : "a type that is not known";
+std::string TypeName(const std::string& number) {
+  for (const TypePrefix& type : kTypePrefixes) {
+    if (std::to_string(type.instrumentType) == number) return type.text;
+  }
+  return "a type that is not known";
 }
 
 void JudgeType(Session& session, Findings& findings) {
