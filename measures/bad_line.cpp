@@ -52,7 +52,7 @@ class BadWay {
   void Add(char byte, double rate, std::string& bytes) {
     const bool bad = std::uniform_real_distribution<>(0, 1)(random_) < rate;
     const auto what = bad ? random_() % 3 : 3;
-    if (what == 0) byte = static_cast<char>(byte ^ (1U << random_() % 8));
+    if (what == 0) byte = static_cast<char>(byte ^ (1 << random_() % 8));
     if (what != 1) bytes += byte;
     if (what == 2) bytes += byte;
   }

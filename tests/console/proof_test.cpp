@@ -157,7 +157,7 @@ TEST_F(Proof100000, ReadsTwiceWhatALineMayChange) {
           if (chance(random) > (run % 2 == 0 ? 1e-3 : 1e-4)) continue;
           if (run % 3 == 0) line.erase(i, 1);
           if (run % 3 == 1) line.insert(i, 1, line[i]);
-          if (run % 3 == 2) line[i] = static_cast<char>(line[i] ^ (1U << random() % 7));
+          if (run % 3 == 2) line[i] = static_cast<char>(line[i] ^ (1 << random() % 7));
         }
       }
     };
