@@ -32,6 +32,17 @@ inline std::string Timeless(const std::string& text) {
   return std::regex_replace(std::regex_replace(text, kTime, "TIME"), kStart, "START");
 }
 
+/// Whether this is the text, where … stands for anything.
+inline bool Fits(const std::string& text, const std::string& wanted) {
+  const std::size_t gap = wanted.find("…");
+  if (gap == std::string::npos) return text == wanted;
+  if (text.compare(0, gap, wanted, 0, gap) != 0) return false;
+  const std::string rest = wanted.substr(gap + std::string("…").size());
+  std::size_t at = gap;
+  while (at <= text.size() && !Fits(text.substr(at), rest)) ++at;
+  return at <= text.size();
+}
+
 /// The next request of the console on a line that the test plays. The functions that no gateway
 /// knows, by which the console tells late replies, are refused, behind what is given.
 inline std::string ReceiveRequest(const Line& line, const std::string& late = "") {

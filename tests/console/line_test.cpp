@@ -1,4 +1,8 @@
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <thread>
 
@@ -48,6 +52,8 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
       {{"da"}, "<STX>MD01 001 +1234-02 04 00 001 012    <ETX>3F", 5, "it should be 3E"},
       {{"da"}, "<STX>MD01 001 +abcd-02 04 00 001 012    <ETX>3E", 5, "No value block"},
       {{"da"}, "<STX>MD02 001 +1234-02 04 00 001 012    <ETX>3D", 5, "No MD frame"},
+      {{"da"}, "<STX>MD00 <ETX>5C", 5, "No MD frame: MD00 "},
+      {{"da"}, "<STX>MD04 <4*001 +1234-02 04 00 001 012    ><ETX>5C", 5, "No MD frame: MD04"},
       {{"da"}, "<STX>MD01 001+01234-02 04 00 001 012    <ETX>35", 5, "No value block"},
   };
   for (const auto& row : kTable) {
@@ -61,6 +67,50 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
     EXPECT_NE((console.Output() + console.Errors()).find(row.told), std::string::npos)
         << row.reply << "\n"
         << console.Output() << console.Errors();
+  }
+}
+
+/// Names that have no numbers: these leave out what no instrument's do.
+const std::string kUncertain = Reply("4LPRC 0 9") + "a.0,b.0\r\n";
+
+/// A reading that is lost is shown, and the next one asked for, until somebody ends it.
+TEST(ConsoleLine, WatchesThroughLosses) {
+  const Line line;
+  Child console(
+      {Program("qmx-console"), line.Device(), "--timeout", "2", "watch", "7", "8", "--every", "0"});
+  EXPECT_EQ(ReceiveRequest(line), Request("4LPRC K0"));
+  line.Send(kUncertain);
+  const auto answer = [&line](const std::string& number, const std::string& reply) {
+    EXPECT_EQ(ReceiveRequest(line), Request("4AREG K0 " + number));
+    line.Send(reply);
+  };
+  answer("7", Reply("4AREG 0 7 a"));
+  answer("8", "");
+  answer("7", Bytes("<STX>4AREG 0"));
+  answer("8", Reply("4AREG 0 8 b"));
+  const std::string shown = "START  7 a  8 no reply\nSTART  7 broken reply  8 b\n";
+  EXPECT_TRUE(WaitFor([&] { return Timeless(console.Output()) == shown; })) << console.Output();
+  console.Signal(SIGINT);
+  EXPECT_EQ(console.Wait(), 0) << console.Errors();
+}
+
+TEST(ConsoleLine, TakesNoNameForAnUncertainNumber) {
+  const Line line;
+  Child console({Program("qmx-console"), line.Device(), "areg", "B"});
+  EXPECT_EQ(ReceiveRequest(line), Request("4LPRC K0"));
+  line.Send(kUncertain);
+  EXPECT_EQ(console.Wait(), 1);
+  EXPECT_EQ(console.Errors(),
+            "The numbers of the registers are not certain here: give a number.\n");
+}
+
+TEST(ConsoleLine, TellsWhatInterruptedIt) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    const Line line;
+    Child console({Program("qmx-console"), line.Device(), "areg", "7"});
+    EXPECT_EQ(ReceiveRequest(line), Request("4AREG K0 7"));
+    console.Signal(signal);
+    EXPECT_EQ(console.Wait(), 128 + signal);
   }
 }
 
@@ -147,7 +197,25 @@ TEST(ConsoleLine, TellsWhatToDoAboutADevice) {
     return ended.errors;
   };
   EXPECT_NE(errors("/dev/ttyNone").find("Serial devices here:"), std::string::npos);
-  EXPECT_NE(errors("/dev/null").find("is no serial device"), std::string::npos);
+  EXPECT_EQ(errors("/dev/null"), "/dev/null is no serial device.\n");
+  if (RunToEnd({"setpriv", "--reuid", "1", "true"}).status != 0) GTEST_SKIP() << "no other users";
+  const Line line;
+  const auto denied = [&line](gid_t group, mode_t mode) {
+    EXPECT_EQ(chown(line.Device().c_str(), 0, group) + chmod(line.Device().c_str(), mode), 0);
+    const Ended ended = RunToEnd({"setpriv", "--reuid", "1", "--regid", "1", "--clear-groups",
+                                  Program("qmx-console"), line.Device(), "lcfg"});
+    EXPECT_EQ(ended.status, 2);
+    const std::string cause =
+        line.Device() + " cannot be opened: Permission denied. It belongs to root and group ";
+    EXPECT_EQ(ended.errors.substr(0, cause.size()), cause);
+    return ended.errors.substr(std::min(cause.size(), ended.errors.size()));
+  };
+  const std::string none = ", which is no group to join for it: give it a group by a udev rule.\n";
+  EXPECT_EQ(denied(5, 0660), "tty. Join the group: sudo adduser daemon tty, then log in again.\n");
+  EXPECT_EQ(denied(5, 0640), "tty" + none);
+  EXPECT_EQ(denied(0, 0660), "root" + none);
+  EXPECT_EQ(denied(54321, 0660),
+            "group 54321. Join the group: sudo adduser daemon group 54321, then log in again.\n");
 }
 
 TEST_F(Console, FindsOutWhoHasThePort) {
