@@ -9,12 +9,10 @@
 #include "lab.h"
 #include "line/failure.h"
 #include "logger/md_frame.h"
+#include "registers/own_registers.h"
 #include "value.h"
 
 namespace {
-
-constexpr char kMode[] = "qmxRS232Mode.0";
-constexpr char kStatusCondition[] = "qmxStatusCondition.0";
 
 /// A number that DA shows as these digits: it cuts behind the fourth one.
 std::string Uncut(const std::string& value, char type) {
@@ -48,17 +46,21 @@ class Writer {
   void Take(const Turn& turn, const std::string& logged) {
     const auto& [request, replies] = turn;
     if (logged_.empty()) logged_ = logged;
-    if (replies.empty()) return Write(request.frame, replies);
+    if (replies.empty()) {
+      lost_ = lost_ || request.frame.kind != Frame::Kind::kNone;
+      return Write(request.frame, replies);
+    }
     const Frame& reply = replies[0].frame;
     if (reply.IsReply()) SwitchTo(reply.kind == Frame::Kind::kGNPReply ? 1 : 0);
     written_.clear();
     asked_ = steps_.size();
     if (request.frame.code == "ASTO" || request.frame.code == "SSTO") LogUntil(logged);
     if (request.frame.code == "EREG") Protect(NameOf(request.frame.text));
-    if (reply.kind == Frame::Kind::kAKReply) MoveForAK(reply);
+    if (reply.kind == Frame::Kind::kAKReply) MoveForAK(request.frame, reply);
     if (reply.kind == Frame::Kind::kGNPReply) MoveForGNP(reply.text);
     Write(request.frame, replies);
     answered_ = steps_.size();
+    lost_ = false;
   }
 
   std::vector<std::string> Steps() { return std::move(steps_); }
@@ -67,9 +69,9 @@ class Writer {
   /// The mode is read before each frame is waited for: it was changed before the last frame that
   /// got a reply, unless others were lost behind it, which the old protocol took.
   void SwitchTo(int mode) {
-    if (std::exchange(mode_, mode) == mode || written_ == kMode) return;
-    const std::size_t at = steps_.size() > answered_ ? answered_ : asked_;
-    std::vector<std::string> steps = {std::string("register ") + kMode + " i " +
+    if (std::exchange(mode_, mode) == mode || written_ == kRS232Mode) return;
+    const std::size_t at = lost_ ? answered_ : asked_;
+    std::vector<std::string> steps = {std::string("register ") + kRS232Mode + " i " +
                                       std::to_string(mode)};
     if (answered_ > 0) steps.insert(steps.begin(), "waiting");
     steps_.insert(steps_.begin() + static_cast<std::ptrdiff_t>(at), steps.begin(), steps.end());
@@ -107,8 +109,10 @@ class Writer {
     return found == known_.registers.end() ? "" : found->second;
   }
 
-  void MoveForAK(const Frame& reply) {
+  void MoveForAK(const Frame& request, const Frame& reply) {
     Move(kStatusCondition, reply.status);
+    Move(kAKStationCode, std::string(1, reply.station));
+    if (reply.code != "????") Move(kAKChannelNumber, request.channel);
     const std::size_t blank = reply.text.find(' ');
     if (reply.code == "EREG") {
       written_ = NameOf(reply.text);
@@ -161,6 +165,7 @@ class Writer {
   std::vector<std::string> steps_;
   std::size_t asked_ = 0;     // steps before the last request that got a reply
   std::size_t answered_ = 0;  // steps up to that reply
+  bool lost_ = false;         // whether a frame behind it got none
 };
 
 }  // namespace
