@@ -68,11 +68,11 @@ def serve(folder, disk, page):
     try:
         machine.run("mount -o ro /dev/vdb /mnt")
         # The instrument of a controller is there before its gateway.
-        machine.run("dpkg -x /mnt/qmx-instrument_*.deb /opt/instrument; cp -r /mnt/mibs /opt/instrument")
+        machine.run("dpkg -x /mnt/qmx-instrument_*.deb /opt/instrument && cp -r /mnt/mibs /opt/instrument")
         machine.run("cat >/etc/systemd/system/instrument.service; systemctl enable --now instrument",
                     answers=AGENT)
         said = type_commands(machine, page)
-        if "instrument type" not in said:
+        if "TwinexVARO" not in said:
             raise Fault(f"the laptop is told {said}")
         machine.run("systemctl disable --now qmx-gateway@ttyS0")
         machine.plug()

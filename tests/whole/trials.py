@@ -7,7 +7,7 @@ import subprocess
 import threading
 import time
 
-from cable import Silence
+from cable import Silence, join
 from machine import Fault
 from served import AGENT, RECORDS, UNIT
 
@@ -96,8 +96,17 @@ def numbers(house, count):
     again = machine.adapter.served(10)
     device = machine.run("readlink /dev/serial/by-id/*adapter*")
     require(device.endswith("ttyUSB1"), f"the adapter is {device}")
+    # It is there again before the service has quite ended.
+    slow = "/run/systemd/system/qmx-gateway@.service.d"
+    machine.run(f"mkdir {slow}; cat >{slow}/slow.conf; systemctl daemon-reload",
+                answers="[Service]\nExecStopPost=sleep 5")
+    machine.pull()
+    machine.wait("systemctl show -P ActiveState 'qmx-gateway@*' | grep deactivating")
+    time.sleep(1)
+    machine.plug()
+    soon = machine.adapter.served(20)
     return f"a name of {len('/dev/serial/by-id/' + name)} characters, served after {first:.1f} s; " \
-           f"as ttyUSB1 after {again:.1f} s"
+           f"as ttyUSB1 after {again:.1f} s; put back while the service still ends, {soon:.1f} s"
 
 
 @trial(3)
@@ -287,10 +296,13 @@ def owners(house, count):
     line = machine.adapter
     said = lambda unit: machine.run(f"journalctl -b -o cat -u '{unit}'")
     figures = []
-    machine.run(f"systemctl start serial-getty@ttyUSB0; ! systemctl is-active {UNIT}")
-    machine.run(f"systemctl start {UNIT}; ! systemctl is-active serial-getty@ttyUSB0")
+    refused = machine.run("systemctl start serial-getty@ttyUSB0", fails=True)
+    require("conflicting jobs" in refused, refused)
+    figures.append(f"login prompt cannot be started, {answered(line)} of 20 answered")
+    machine.run(f"systemctl disable --now {UNIT}; systemctl start serial-getty@ttyUSB0; "
+                f"systemctl enable --now {UNIT}; ! systemctl is-active serial-getty@ttyUSB0")
     line.served(30)
-    figures.append(f"login prompt ended, {answered(line)} of 20 answered")
+    figures.append(f"one that was there is ended, {answered(line)} of 20 answered")
 
     machine.run("""cat >/etc/udev/rules.d/90-logger.rules""",
                 answers='SUBSYSTEM=="tty", KERNEL=="ttyUSB0", SYMLINK+="logger", TAG+="systemd"')
@@ -305,6 +317,18 @@ def owners(house, count):
     machine.run(f"systemctl stop qmx-gateway@logger; rm /etc/udev/rules.d/90-logger.rules; "
                 f"udevadm control --reload; udevadm trigger; udevadm settle; systemctl start {UNIT}")
 
+    machine.run("apt-get -y install minicom", 600)
+    minicom = "env TERM=vt100 minicom -o -D /dev/ttyUSB0"
+    tried = machine.run(f"sleep 20 | timeout 20 script -qc '{minicom}' /dev/null", fails=True)
+    require("/dev/ttyUSB0 is locked" in tried, tried)
+    machine.run(f"systemctl stop {UNIT}; systemd-run --unit=minicom bash -c \"sleep infinity | script "
+                f"-qc '{minicom}' /dev/null\"; until pgrep -x minicom; do sleep 0.3; done; sleep 1; "
+                f"systemctl start --no-block {UNIT}; sleep 3")
+    require("is in use by minicom" in said(UNIT), said(UNIT))
+    machine.run("systemctl stop minicom")
+    figures.append(f"minicom and the gateway each wait for the other, which serves {line.served(30):.1f}"
+                   " s after minicom has ended")
+
     machine.run("apt-get -y install modemmanager; systemctl start ModemManager", 600)
     for rules in ("with", "without"):
         if rules == "without":
@@ -316,8 +340,100 @@ def owners(house, count):
         line.served(60)
         figures.append(f"ModemManager {rules} the rules, {answered(line)} of 20 answered")
         require(rules == "without" or figures[-1].endswith(" 20 of 20 answered"), figures[-1])
-    require(all("20 of 20" in f for f in figures[:2]), "; ".join(figures))
+    require(all("20 of 20" in f for f in figures[:3]), "; ".join(figures))
+
+    machine.run("ln -s /lib/systemd/system/serial-getty@.service "
+                "/etc/systemd/system/getty.target.wants/serial-getty@ttyS0.service; "
+                "systemctl enable qmx-gateway@ttyS0; sync")
+    machine.cut()
+    machine.start()
+    machine.line.served(300)
+    require(machine.run("systemctl is-active serial-getty@ttyS0", fails=True) == "inactive", "both")
+    figures.append(f"both enabled, after a boot {answered(machine.line)} of 20 answered")
+    require(figures[-1].endswith(" 20 of 20 answered"), figures[-1])
     return "; ".join(figures)
+
+
+# Each with what makes it, the beginning of what is to be named first, and what mends it.
+DOCTORED = (
+    ("systemctl stop instrument", "no answer in 6 s, and nothing listens on udp port 161",
+     "systemctl start instrument; sleep 2"),
+    ("echo flwo >/usr/share/snmp/orderNV.conf", "Unknown column 'flwo'", "rm /usr/share/snmp/orderNV.conf"),
+    ("systemd-run --unit=reader bash -c 'sleep infinity </dev/ttyUSB0'; sleep 1",
+     "/dev/ttyUSB0 is also open in",
+     "systemctl stop reader"),
+    (f"systemctl stop {UNIT}", "no gateway has /dev/ttyUSB0", f"systemctl start {UNIT}"),
+    (f"systemctl stop {UNIT} mariadb", "no database server runs",
+     f"systemctl start mariadb {UNIT}"),
+)
+METRICS = "/var/lib/prometheus/node-exporter"
+
+
+@trial()
+def doctor(house, count):
+    """qmx-doctor on a line that is served, with faults, and by its timer; what the kernel counted."""
+    machine = plugged(house)
+    line, figures, longest = machine.adapter, [], 0
+
+    def examine():
+        said = machine.run(f"TIMEFORMAT='took %R'; time qmx-doctor; echo status $?", fails=True)
+        text, seconds, status = re.fullmatch(r"(.*)\n+took ([\d.]+)\nstatus (\d)", said, re.S).groups()
+        return text, re.findall(r"^First: (.*)", text, re.M), float(seconds), int(status)
+
+    def counted():
+        return [int(n) for n in re.search(r"(\d+) bytes received, (\d+) sent", examine()[0]).groups()]
+
+    machine.run("journalctl --rotate --vacuum-time=1s")
+    text, first, seconds, status = examine()
+    require(status == 0 and not first, text)
+    figures.append(f"healthy: status 0 after {seconds:.1f} s")
+    for spoil, named, mend in DOCTORED:
+        machine.run(spoil)
+        text, first, seconds, status = examine()
+        longest = max(longest, seconds)
+        require(status == 4 and first and first[0].startswith(named), f"{spoil}: {text}")
+        machine.run(mend)
+        line.served(60)
+    machine.run("journalctl --rotate --vacuum-time=1s")
+    text, first, seconds, status = examine()
+    require(status == 0, text)
+    figures.append(f"{len(DOCTORED)} faults named first, after {longest:.1f} s at most")
+
+    before = counted()
+    for _ in range(10):
+        line.ask("LCFG K0")
+    delta = [after - b for after, b in zip(counted(), before)]
+    require(delta == [10 * len("\x024LCFG K0\x03"), 10 * len("\x024LCFG 0 1\x03\r\n")],
+            f"the kernel counted {delta}")
+    figures.append(f"of 10 LCFG the kernel counted {delta[0]} bytes received, {delta[1]} sent")
+    known = machine.run("udevadm info -q property -n ttyUSB0")
+    require("ID_MM_DEVICE_IGNORE=1" in known, known)
+
+    machine.run(f"mkdir -p {METRICS}; systemctl start qmx-doctor.timer")
+    took = machine.wait(f"[ -s {METRICS}/qmx.prom ]", 300)
+    told = machine.run(f"cat {METRICS}/qmx.prom")
+    require(not re.search(r"^qmx_check.* [23]$", told, re.M) and "qmx_received_bytes_total" in told, told)
+    figures.append(f"the timer's file has {len(told.splitlines())} lines, without a fault")
+    return "; ".join(figures)
+
+
+@trial()
+def timer(house, count):
+    """qmx-download@.timer downloads on the machine's other port, over a null-modem cable."""
+    machine = plugged(house)
+    join(machine.adapter, machine.line)
+    machine.run("printf '[cellar]\\ndevice=/dev/ttyS0\\n' >/etc/qmx-console.conf; "
+                "systemctl start qmx-download@cellar.timer; "
+                "date -s \"$(date -d '1 hour' '+%F %H:59:55')\"")
+    file = "/var/lib/qmx-download/cellar-$(date +%Y-%m).csv"
+    waited = machine.wait("systemctl is-active qmx-download@cellar | grep activating", 200)
+    took = machine.wait("systemctl show -P SubState qmx-download@cellar | grep dead", 600)
+    said = machine.run("journalctl -b -o cat -u qmx-download@cellar")
+    require(machine.run("systemctl show -P Result qmx-download@cellar") == "success", said)
+    got = machine.run(f"cat {file}").split("\n")[1:]
+    require(len(got) >= RECORDS and got == rows(machine, "TRUE", len(got)), said)
+    return f"begun {waited:.0f} s after the clock was set shortly before the hour, " \
+           f"{len(got)} records in {took:.0f} s"
 
 
 def downloaded(machine, file, while_):
@@ -327,6 +443,7 @@ def downloaded(machine, file, while_):
     console = subprocess.Popen(command, stderr=machine.log)
     time.sleep(4)
     while_()
+    require(console.poll() != 0, "the download was done before")
     runs, status = 1, console.wait(300)
     while status != 0 and runs < 5:
         runs, status = runs + 1, subprocess.run(command, stderr=machine.log, timeout=300).returncode
@@ -338,7 +455,7 @@ def downloaded(machine, file, while_):
 
 
 OURS = "find / -xdev ( -path /mnt -o -path /opt -o -path '/var/lib/systemd' -o -path /var/log " \
-       "-o -path /run -o -path '/var/cache/*' ) -prune -o -iname '*qmx*' -print".replace(
+       "-o -path /run -o -path '/var/cache/*' -o -path /var/lib/dpkg ) -prune -o -iname '*qmx*' -print".replace(
            "(", "\\(").replace(")", "\\)")
 
 
@@ -350,7 +467,7 @@ def upgrade(house, count):
     machine.run(f"apt-get -y purge qmx-gateway qmx-console; cd /mnt/released && apt-get -y install "
                 f"./qmx-gateway_*.deb ./qmx-console_*.deb && systemctl enable --now {UNIT}", 600)
     machine.adapter.served(60)
-    machine.adapter.rate = 10000
+    machine.adapter.rate = 2000
     program = f"readlink /proc/$(systemctl show -P MainPID {UNIT})/exe; sha256sum /usr/sbin/qmx-gateway"
     before = machine.run(program)
     runs = downloaded(machine, f"{house.folder}/records.csv",
@@ -440,15 +557,17 @@ def disk(house, count):
     examiner, figures = Examiner(machine.adapter), []
     for what, spoil, mend in (
             ("full", "for size in 1G 64M 4M 64K 4K; do while fallocate -l $size /fill.$((n++)); do :; "
-             "done; done 2>/dev/null; ! echo more >/home/qmx/more 2>/dev/null", "rm -f /fill.* /home/qmx/more"),
+             "done; done 2>/dev/null; ! echo more >/home/qmx/more 2>/dev/null",
+             lambda: machine.run("rm -f /fill.* /home/qmx/more")),
+            # As after an error of the disk: nothing but a restart makes it writable again.
             ("read-only", "sync; echo u >/proc/sysrq-trigger; sleep 1; ! touch /home/qmx/more",
-             "mount -o remount,rw /; systemctl restart mariadb systemd-journald")):
+             lambda: (machine.cut(), machine.start(adapter=True)))):
         examiner.count = dict.fromkeys(examiner.count, 0)
         machine.run(spoil, 120)
-        for _ in range(5):
+        for _ in range(3):
             examiner.all()
-        machine.run(mend, 120)
-        back = examiner.line.served(30)
+        mend()
+        back = examiner.line.served(300)
         examiner.all()
         figures.append(f"{what}: {examiner}; served {back:.1f} s after that")
         require(examiner.ask("LPRC K0") == examiner.right["LPRC K0"], "LPRC is not right again")
