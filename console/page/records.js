@@ -65,7 +65,7 @@
     }
     canvas.fillStyle = colour('--event');
     for (const [time] of data.events) {
-      if (time < shown[0] || time > shown[1]) continue;
+      if (time <= data.from || time < shown[0] || time > shown[1]) continue;  // the first text is no change
       for (let y = area.y; y < area.y + area.h; y += 6) canvas.fillRect(x(time), y, 1, 3);
     }
   };

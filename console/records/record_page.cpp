@@ -84,13 +84,17 @@ class RecordPage {
       : page_(page), options_(options), series_(series), capture_(series.moments) {}
 
   void Write(const Facts& instrument, const std::string& proof) {
-    const std::string name = std::filesystem::path(options_.files.front()).filename().string();
+    const auto name = [this](std::size_t i) {
+      return std::filesystem::path(options_.files[i]).filename().string();
+    };
     const std::size_t others = options_.files.size() - 1;
     std::string style(PlotStyle());
-    BeginPage(
-        page_,
-        "Records of " + name + (others == 0 ? "" : " and " + std::to_string(others) + " more"),
-        style.append(RecordsStyle()));
+    BeginPage(page_,
+              "Records of " + name(0) +
+                  (others == 0   ? ""
+                   : others == 1 ? " and " + name(1)
+                                 : " and " + std::to_string(others) + " more"),
+              style.append(RecordsStyle()));
     WriteSummary(proof);
     WritePlots();
     WriteStatistics();
@@ -99,7 +103,7 @@ class RecordPage {
     WriteEvents();
     WriteInstrument(instrument);
     WriteFiles();
-    page_ << "<details><summary>Licence of the plots' library</summary>\n<pre>"
+    page_ << "<details class=\"screen\"><summary>Licence of the plots' library</summary>\n<pre>"
           << HtmlText(std::string(PlotLicence())) << "</pre></details>\n";
     WriteData();
     page_ << "<script>" << PlotScript() << "</script>\n<script>" << RecordsScript()
@@ -168,9 +172,10 @@ class RecordPage {
     }
     page_
         << "<output id=\"window\" class=\"quiet time\"></output></div>\n"
-        << "<p class=\"quiet\">All plots show the same time. Drag over a stretch to see it closer, "
-           "with Shift to move; double-click for the whole. By keyboard: arrows, + and −, Home. "
-           "Gaps are shaded; dotted lines are changes of a text.</p>\n";
+        << "<p class=\"quiet screen\">All plots show the same time. Drag over a stretch to see it "
+           "closer, with Shift to move; double-click for the whole. By keyboard: arrows, + and −, "
+           "Home.</p>\n<p class=\"quiet\">Gaps are shaded; dotted lines are changes of a "
+           "text.</p>\n";
     for (const Column& column : series_.columns) {
       if (!column.numeric) continue;
       const std::string unit = UnitOf(column.name);

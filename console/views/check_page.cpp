@@ -34,9 +34,8 @@ void WriteCheckPage(const std::string& path, const std::string& device, const st
                     const Findings& findings) {
   WritePage(path, [&](std::ostream& page) {
     BeginPage(page, "Check of the instrument at " + device);
-    page << "<p>"
-         << (findings.AreGood() ? "Everything is as it should be."
-                                : "There is something to look at.")
+    page << (findings.AreGood() ? "<p class=\"ok\">Everything is as it should be."
+                                : "<p class=\"look\">There is something to look at.")
          << "</p>\n";
     WriteFindings(page, findings);
     if (!use.empty()) page << "<p>It is asked with <code>" << HtmlText(use) << "</code>.</p>\n";
