@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 /// A statement's rows, fields with tabs.
 std::string Rows(Connection& connection, const std::string& statement) {
-  const Result result = connection.Ask(statement);
+  const QueryResult result = connection.Ask(statement);
   if (!result) return connection.Reason() + "\n";
   std::string text;
   while (const MYSQL_ROW row = mysql_fetch_row(result.get())) {

@@ -59,7 +59,7 @@ std::string AlterTable(const std::string& how) {
 
 /// Whether the table is one that records can be taken from.
 bool CheckTable(Connection& connection, Report& report) {
-  const Result columns = connection.Ask(Text("SHOW COLUMNS FROM %s", kDataTable));
+  const QueryResult columns = connection.Ask(Text("SHOW COLUMNS FROM %s", kDataTable));
   if (!columns) {
     report.Fault("table", connection.Reason() + ": ASTO, SSTO and LDHD are refused",
                  Text("mysql -e 'SHOW TABLES' %s", kDatabaseName), kSelectPage);
@@ -94,7 +94,7 @@ bool CheckTable(Connection& connection, Report& report) {
 }
 
 void CheckIndex(Connection& connection, Report& report) {
-  const Result index = connection.Ask(
+  const QueryResult index = connection.Ask(
       Text("SHOW INDEX FROM %s WHERE Column_name='time_stamp' AND Seq_in_index=1", kDataTable));
   if (index && mysql_num_rows(index.get()) > 0) return;
   using Clock = std::chrono::steady_clock;
@@ -127,7 +127,7 @@ void CheckColumns(Connection& connection, const std::string& pointer, Report& re
         edit, kSelectPage);
     return;
   }
-  const Result result = connection.Ask(statement);
+  const QueryResult result = connection.Ask(statement);
   if (result) {
     report.Ok("columns", Text("%u fields a record, %s", mysql_num_fields(result.get()),
                               ordered ? kColumnOrderPath : "all columns of the table"));

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "db/records.h"
-#include "db/result.h"
+#include "db/query_result.h"
 
 class Connection {
  public:
@@ -28,14 +28,14 @@ class Connection {
   std::string Reason() { return mysql_error(&mysql_); }
 
   /// Null when the statement fails.
-  Result Ask(const std::string& statement) {
+  QueryResult Ask(const std::string& statement) {
     if (mysql_query(&mysql_, statement.c_str()) != 0) return nullptr;
-    return Result(mysql_store_result(&mysql_));
+    return QueryResult(mysql_store_result(&mysql_));
   }
 
   /// The first field of the first row; empty when there is none.
   std::string AskOne(const std::string& statement) {
-    const Result result = Ask(statement);
+    const QueryResult result = Ask(statement);
     const MYSQL_ROW row = result ? mysql_fetch_row(result.get()) : nullptr;
     return row == nullptr || row[0] == nullptr ? "" : row[0];
   }

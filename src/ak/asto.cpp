@@ -6,7 +6,7 @@
 #include "core/gateway.h"
 #include "db/column_order.h"
 #include "db/records.h"
-#include "db/result.h"
+#include "db/query_result.h"
 #include "registers/own_registers.h"
 #include "serial/control_bytes.h"
 
@@ -57,7 +57,7 @@ int CGateway::HandleASTO() {
     std::perror("Error: The column list is too long.\n");
     return Refuse("ASTO");
   }
-  const Result result(QueryDatabase(database, statement));
+  const QueryResult result(QueryDatabase(database, statement));
   if (!result) {
     std::perror("Error: select data fails.\n");
     return Refuse("ASTO");

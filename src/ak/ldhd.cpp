@@ -1,6 +1,6 @@
 #include "core/gateway.h"
 #include "db/column_order.h"
-#include "db/result.h"
+#include "db/query_result.h"
 
 // LDHD names the fields of the record lines that ASTO sends.
 //   request  "LDHD K0"
@@ -18,7 +18,7 @@ int CGateway::HandleLDHD() {
   }
 
   FormatText(line, "SHOW columns FROM %s;\n", tableName);
-  const Result result(QueryDatabase(database, line));
+  const QueryResult result(QueryDatabase(database, line));
   if (!result || mysql_num_fields(result.get()) == 0) return Refuse("LDHD");
   const my_ulonglong rows = mysql_num_rows(result.get());
   for (my_ulonglong i = 0; i < rows; ++i) {

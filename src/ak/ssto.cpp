@@ -4,7 +4,7 @@
 #include "ak/pointer_text.h"
 #include "base/number.h"
 #include "core/gateway.h"
-#include "db/result.h"
+#include "db/query_result.h"
 #include "registers/own_registers.h"
 
 namespace {
@@ -49,7 +49,7 @@ int CGateway::HandleSSTO() {
     FormatText(statement, distance >= 0 ? kForward : kBack, tableName, databasePointer,
                std::abs(distance));
   }
-  const Result result(QueryDatabase(database, statement));
+  const QueryResult result(QueryDatabase(database, statement));
   if (!result) {
     std::perror("Error: select data fails.\n");
     return Refuse("SSTO");

@@ -8,4 +8,4 @@
 struct FreeResult {
   void operator()(MYSQL_RES* result) const { mysql_free_result(result); }
 };
-using Result = std::unique_ptr<MYSQL_RES, FreeResult>;
+using QueryResult = std::unique_ptr<MYSQL_RES, FreeResult>;
