@@ -7,9 +7,7 @@
 //   measures --gets N    only reads four registers N times (what callgrind counts for the floor)
 //   measures --serve DEVICE SIZE OBJECTS REPLY
 //                        reads these objects for each request of this size, and replies so
-#include <fcntl.h>
 #include <signal.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,114 +22,19 @@
 #include <thread>
 
 #include "bare.h"
-#include "paced_line.h"
-#include "serial/line_settings.h"
+#include "console_measures.h"
+#include "floor.h"
+#include "measure.h"
 #include "station.h"
 
 namespace {
 
-constexpr char kEnd[] = "\x03\r\n";
 /// What AREG reads: the three values of every AK request and the register.
 const std::vector<std::string> kAREG = {"qmxAKStationCode.0", "qmxAKChannelNumber.0",
                                         "qmxStatusCondition.0", "qmxAveragingTime.0"};
 const std::vector<std::string> kBlock = {"qmxInstrumentID.0", "qmxMassConcentration.0",
                                          "qmxOperatingMode.0", "qmxStatusCondition.0",
                                          "qmxLocationID.0"};
-
-void Row(const char* measure, const std::string& here, const std::string& floor, double ratio,
-         const char* aim) {
-  std::printf(ratio < 0.01 ? "| %s | %s | %s | %.5f | %s |\n" : "| %s | %s | %s | %.3f | %s |\n",
-              measure, here.c_str(), floor.c_str(), ratio, aim);
-  std::fflush(stdout);
-}
-
-std::string Number(double number, const char* unit, int digits = 2) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.*f %s", digits, number, unit);
-  return text;
-}
-
-std::string Milliseconds(double seconds) { return Number(seconds * 1e3, "ms", 3); }
-
-std::string RequestFor(int number) { return Request("4AREG K0 " + std::to_string(number)); }
-
-/// The position of a register in the list, which is its number for this type of instrument.
-int RegisterNumber(Station& station, const std::string& name) {
-  station.Ask(Request("4LPRC K0"), kEnd);
-  const std::string listing = station.TheLine().ReceiveUntil("\r\n");
-  const std::size_t at = ("," + listing).find("," + name + ",");
-  if (at == std::string::npos) throw std::runtime_error("no register " + name);
-  int number = 1;
-  for (std::size_t i = 0; i < at; ++i) number += listing[i] == ',' ? 1 : 0;
-  return number;
-}
-
-void Write(Station& station, const std::string& name, const std::string& value) {
-  const std::string number = std::to_string(RegisterNumber(station, name));
-  station.Ask(Request("4EREG K0 " + number + " " + value), kEnd);
-}
-
-double OnInstrumentSide(const std::function<void()>& work) {
-  const InstrumentSide side;
-  return Seconds(work);
-}
-
-/// The least that can stand in the gateway's place: behind the last byte of each request, the bare
-/// gets, and the reply.
-int ServeBare(const char* device, std::size_t requestSize, const std::string& objects,
-              const std::string& reply) {
-  BareSession bare;
-  std::vector<std::string> gets;
-  std::istringstream names(objects);
-  for (std::string name; names >> name;) gets.push_back(name);
-  const int port = open(device, O_RDWR | O_NOCTTY);
-  termios settings{};
-  tcgetattr(port, &settings);
-  SetLine(settings);
-  tcsetattr(port, TCSANOW, &settings);
-  char byte = 0;
-  std::size_t count = 0;
-  for (ssize_t got = 0; (got = read(port, &byte, 1)) >= 0;) {
-    if (got == 0 || ++count % requestSize != 0) continue;
-    bare.Get(gets);
-    if (write(port, reply.data(), reply.size()) < 0) break;
-  }
-  return 1;
-}
-
-/// ServeBare in a process of its own, on another pseudo-terminal.
-class Floor {
- public:
-  Floor(std::string request, const std::string& reply, const std::vector<std::string>& gets)
-      : request_(std::move(request)), replySize_(reply.size()) {
-    std::string objects;
-    for (const std::string& name : gets) objects += name + " ";
-    std::vector<std::string> command = {Program("measures"),
-                                        "--serve",
-                                        line_.Device(),
-                                        std::to_string(request_.size()),
-                                        objects,
-                                        reply};
-    const InstrumentSide side;
-    process_ = std::make_unique<Child>(command);
-    if (!line_.Served()) throw std::runtime_error("no floor: " + process_->Errors());
-  }
-
-  double Ask() const {
-    WaitUntilItReads(process_->Id(), line_.Device());
-    Station::SendAllButOne(line_, request_);
-    return Seconds([&] {
-      line_.Send(request_.substr(request_.size() - 1));
-      line_.Receive(replySize_);
-    });
-  }
-
- private:
-  Line line_;
-  std::string request_;
-  std::size_t replySize_;
-  std::unique_ptr<Child> process_;
-};
 
 /// Turnaround of a request beside bare gets of the same objects and an echo of the same bytes,
 /// taken one after the other, and beside one process that does both; each round has one of each.
@@ -214,19 +117,6 @@ void Listing() {
       "1.15");
   Row("LPRC, 1,500 registers; snmpwalk", Milliseconds(here), Milliseconds(snmpwalk),
       here / snmpwalk, "1.00");
-}
-
-void FillTable(Database& database, int records) {
-  database.Run("DROP TABLE IF EXISTS LogEntry");
-  database.Run(
-      "CREATE TABLE LogEntry (time_stamp DATETIME, a DOUBLE, b DOUBLE, c DOUBLE, d DOUBLE, e "
-      "DOUBLE, "
-      "f DOUBLE, g DOUBLE, h INT, i VARCHAR(20), INDEX (time_stamp))");
-  database.Run(
-      "INSERT INTO LogEntry SELECT '2000-01-01' + INTERVAL seq SECOND, seq / 7, seq / 11, 16.67, "
-      "11.25, "
-      "64.5, 1009.25, 0.5, seq % 100, 'F-2291' FROM seq_1_to_" +
-      std::to_string(records));
 }
 
 struct Download {
@@ -400,79 +290,6 @@ void Growth(Database& database) {
   }
 }
 
-void RunToEnd(const std::vector<std::string>& command) {
-  Child child(command);
-  if (child.Wait(120000) != 0) throw std::runtime_error(command[0] + ": " + child.Errors());
-}
-
-/// The page of a file of records, beside adding its numbers up; and what a browser needs to show
-/// it, beside showing nothing.
-void Page() {
-  const std::string file = LabPath("page.csv");
-  const std::string page = LabPath("page.html");
-  RunToEnd({"awk", "-v", "file=" + file, R"awk(BEGIN {
-    printf "Date,Time,c1,c2,c3,c4,c5,c6,c7,c8,c9,c10" > file
-    for (i = 0; i < 100000; ++i) {
-      day = i / 1440
-      printf "\n2020-%02d-%02d,%02d:%02d:00", 1 + day / 28, 1 + day % 28, i % 1440 / 60, i % 60 > file
-      for (c = 1; c <= 10; ++c) printf ",%.3f", c * 10 + rand() > file
-    }
-    print "" > file })awk"});
-  std::vector<double> here;
-  std::vector<double> floor;
-  for (int i = 0; i < 5; ++i) {
-    here.push_back(Seconds([&] {
-      RunToEnd({Program("qmx-console"), "report", file, "-o", page});
-    }));
-    floor.push_back(Seconds([&] {
-      RunToEnd({"awk", "-F,", "{ for (i = 3; i <= NF; ++i) sum += $i } END { print sum }", file});
-    }));
-  }
-  Row("page of 100,000 records of 10 columns; awk adding them up", Number(Median(here), "s"),
-      Number(Median(floor), "s"), Median(here) / Median(floor), "3 s");
-  const auto open = [](const std::string& address) {
-    return Seconds([&] {
-      RunToEnd({"chromium", "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run",
-                "--disable-background-networking", "--user-data-dir=" + LabPath("browser"),
-                "--screenshot=" + LabPath("page.png"), address});
-    });
-  };
-  open("about:blank");
-  const double seconds = open("file://" + page);
-  const double nothing = open("about:blank");
-  Row("that page in a browser; an empty one", Number(seconds, "s"), Number(nothing, "s"),
-      seconds / nothing, "2 s above");
-}
-
-/// A download over 9600 baud, with all that it asks and proves, beside the time that its records
-/// take alone.
-void DownloadRecords(Database& database) {
-  FillTable(database, 3000);
-  Station station({});
-  PacedLine line(station.TheLine());
-  const std::string file = LabPath("download.csv");
-  const double here = Seconds([&] {
-    Child console({Program("qmx-console"), line.Device(), "download", file});
-    if (console.Wait(900000) != 0) throw std::runtime_error("download: " + console.Errors());
-  });
-  // CR LF on the line, LF in the file, which has a header besides.
-  const std::string records = ReadFile(file);
-  const double bytes = static_cast<double>(records.size() - records.find('\n') + 3000 - 1);
-  Row("download of 3,000 records, proved, at 9600 baud; the wire's time for them",
-      Number(here, "s"), Number(bytes * kSecondsPerByte, "s"), here / (bytes * kSecondsPerByte),
-      "1.03");
-
-  double longest = 0;
-  for (const int after : {14000, 15000, 16000, 17000}) {
-    Child console({Program("qmx-console"), line.Device(), "download", file + ".2"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(after));
-    console.Signal(SIGINT);
-    longest = std::max(longest, Seconds([&] { console.Wait(60000); }));
-  }
-  Row("an interrupt of it obeyed, at the longest of four", Number(longest, "s"), "5 s", longest / 5,
-      "1");
-}
-
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -494,9 +311,9 @@ int main(int argc, char* argv[]) {
         {"instructions", Instructions},
         {"start", Start},
         {"rest", Rest},
-        {"download", [&] { DownloadRecords(database); }},
+        {"download", [&] { MeasureDownload(database); }},
         {"growth", [&] { Growth(database); }},
-        {"page", Page},
+        {"page", MeasurePage},
     };
     const std::set<std::string> chosen(argv + 1, argv + argc);
     std::printf("| measure; floor | here | floor | ratio | aim |\n|---|---|---|---|---|\n");
