@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "db/records.h"
 #include "db/query_result.h"
+#include "db/records.h"
 
 class Connection {
  public:

@@ -5,8 +5,8 @@
 #include "base/number.h"
 #include "core/gateway.h"
 #include "db/column_order.h"
-#include "db/records.h"
 #include "db/query_result.h"
+#include "db/records.h"
 #include "registers/own_registers.h"
 #include "serial/control_bytes.h"
 
