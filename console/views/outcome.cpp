@@ -11,7 +11,7 @@
 
 namespace {
 
-std::string RecordsText(long number) {
+std::string RecordsText(std::int64_t number) {
   return Grouped(number) + (number == 1 ? " record" : " records");
 }
 
@@ -105,7 +105,7 @@ std::string DaysJson(const Capture& capture) {
 
 }  // namespace
 
-std::string Grouped(long number) {
+std::string Grouped(std::int64_t number) {
   std::string text = std::to_string(number);
   for (long at = static_cast<long>(text.size()) - 3; at > (number < 0 ? 1 : 0); at -= 3) {
     text.insert(static_cast<std::size_t>(at), ",");

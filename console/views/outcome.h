@@ -2,12 +2,13 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 
 #include "records/download.h"
 
 /// "20,412"
-std::string Grouped(long number);
+std::string Grouped(std::int64_t number);
 
 /// What the file holds and what it lacks.
 std::string HoldsText(const std::string& file, const Outcome& outcome);
