@@ -162,7 +162,7 @@ class Clock : public testing::Test {
     log(scenario.records.size());
     const std::vector<std::string> all = instrument.Records();
     instrument.Clear(scenario.cleared);
-    instrument.limit = 1L << 60;
+    instrument.limit = LONG_MAX;
 
     // What was cleared before it was brought is lost; all else is to be there, once.
     std::multiset<std::string> before = Lines();
@@ -186,7 +186,7 @@ class Clock : public testing::Test {
 TEST_F(Clock, LosesAndDoublesNothingWhereverADownloadIsKilled) {
   for (const Scenario& scenario : Scenarios()) {
     SCOPED_TRACE(scenario.name);
-    const long bytes = Run(scenario, 1L << 60);
+    const long bytes = Run(scenario, LONG_MAX);
     for (int cut = 0; cut < kCuts && !HasFailure(); ++cut) {
       SCOPED_TRACE(cut);
       Run(scenario, bytes * cut / kCuts);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <climits>
 #include <functional>
 #include <string>
 #include <utility>
@@ -35,7 +36,7 @@ class RecordModel : public RecordSource {
   std::function<void(Batch&)> onTheLine = [](Batch&) {};
   long requests = 0;
   long bytes = 0;         ///< that have come over the line
-  long limit = 1L << 60;  ///< of them before the download is killed
+  long limit = LONG_MAX;  ///< of them before the download is killed
 
   std::string Header() override { return Answer(kHeader); }
   void Set(const std::string& timeStamp) override {
