@@ -62,7 +62,11 @@ class Machine:
         self.qmp, self.shell = qmp.makefile("rw"), shell
         self.qmp.readline()
         self.ask_emulator("qmp_capabilities")
-        self.run("true", 300)
+        try:
+            self.run("true", 300)
+        except Fault:
+            self.cut()
+            raise
 
     def ask_emulator(self, command, **arguments):
         self.qmp.write(json.dumps({"execute": command, "arguments": arguments}) + "\n")
