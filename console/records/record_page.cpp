@@ -12,17 +12,12 @@
 
 #include "line/failure.h"
 #include "page/page.h"
+#include "records/figures.h"
 #include "records/series.h"
 
 namespace {
 
 constexpr std::size_t kMostGaps = 1000;
-
-std::string Thousands(std::int64_t number) {
-  std::string text = std::to_string(number);
-  for (std::size_t i = text.size(); i > 3 && text[i - 4] != '-';) text.insert(i -= 3, ",");
-  return text;
-}
 
 /// The shortest text that is this number.
 std::string NumberText(double number) {
@@ -37,28 +32,6 @@ std::string MeanText(double number) {
   return text;
 }
 
-std::string PercentText(const Share& share) {
-  char text[16];
-  // What lacks a record is never shown as 100 %.
-  std::snprintf(text, sizeof text, "%.1f %%", std::floor(share.Percent() * 10) / 10);
-  return text;
-}
-
-/// "300 s", "5 min", "3 h 05 min", "2 d 4 h".
-std::string DurationText(std::int64_t milliseconds) {
-  if (milliseconds % 1000 != 0) return NumberText(static_cast<double>(milliseconds) / 1000) + " s";
-  const std::int64_t seconds = milliseconds / 1000;
-  if (seconds < 60 || (seconds < 3600 && seconds % 60 != 0)) return std::to_string(seconds) + " s";
-  const std::int64_t minutes = seconds / 60;
-  if (minutes < 60) return std::to_string(minutes) + " min";
-  const std::int64_t hours = minutes / 60;
-  const auto with = [](const std::string& whole, std::int64_t part, const char* unit) {
-    return part == 0 ? whole : whole + " " + std::to_string(part) + unit;
-  };
-  if (hours < 48) return with(std::to_string(hours) + " h", minutes % 60, " min");
-  return with(std::to_string(hours / 24) + " d", hours % 24, " h");
-}
-
 std::string Checksum(const std::string& path) {
   char text[SHA256_DIGEST_STRING_LENGTH];
   if (SHA256File(path.c_str(), text) == nullptr) {
@@ -69,9 +42,9 @@ std::string Checksum(const std::string& path) {
 
 /// "98,490, 2 empty".
 std::string ValuesText(const Column& column) {
-  std::string text = column.numeric ? Thousands(column.numbers) : "";
+  std::string text = column.numeric ? Grouped(column.numbers) : "";
   const auto add = [&text](long count, const char* what) {
-    if (count > 0) text += (text.empty() ? "" : ", ") + Thousands(count) + what;
+    if (count > 0) text += (text.empty() ? "" : ", ") + Grouped(count) + what;
   };
   add(column.odd, " no numbers or beyond 1e100");
   add(column.empty, " empty");
@@ -114,10 +87,10 @@ class RecordPage {
  private:
   void WriteSummary(const std::string& proof) {
     const Share all = capture_.All();
-    page_ << "<p>" << Thousands(static_cast<std::int64_t>(series_.moments.size()))
-          << (series_.moments.size() == 1 ? " record" : " records") << " from <span class=\"time\">"
-          << TimeStampOf(series_.moments.front()) << "</span> to <span class=\"time\">"
-          << TimeStampOf(series_.moments.back()) << "</span>, as the instrument's clock went. ";
+    page_ << "<p>" << RecordsText(static_cast<std::int64_t>(series_.moments.size()))
+          << " from <span class=\"time\">" << TimeStampOf(series_.moments.front())
+          << "</span> to <span class=\"time\">" << TimeStampOf(series_.moments.back())
+          << "</span>, as the instrument's clock went. ";
     if (capture_.Interval() == 0) {
       page_ << "No logging interval can be seen.</p>\n";
     } else {
@@ -125,8 +98,8 @@ class RecordPage {
             << (all.missing == 0 ? "ok" : "look") << "\">data capture " << PercentText(all)
             << "</span>";
       if (all.missing != 0) {
-        page_ << ", " << Thousands(all.missing) << " missing in "
-              << Thousands(static_cast<std::int64_t>(capture_.Gaps().size()))
+        page_ << ", " << Grouped(all.missing) << " missing in "
+              << Grouped(static_cast<std::int64_t>(capture_.Gaps().size()))
               << (capture_.Gaps().size() == 1 ? " gap" : " gaps");
       }
       page_ << ".</p>\n";
@@ -142,7 +115,7 @@ class RecordPage {
              "Figures and tables are of all records.");
     Note(series_.cutLines > 0, "A last line was cut off, and is left out.");
     Note(series_.unsureLines > 0,
-         Thousands(series_.unsureLines) +
+         Grouped(series_.unsureLines) +
              " records have more commas than the header has names: they are counted, but their "
              "values are left out.");
   }
@@ -228,7 +201,7 @@ class RecordPage {
     for (const Share& share : shares) {
       page_ << "<tr><td class=\"time\">" << share.from
             << (share.to == share.from ? "" : " to " + share.to) << "</td><td class=\"number\">"
-            << Thousands(share.present) << "</td><td class=\"number\">" << Thousands(share.missing)
+            << Grouped(share.present) << "</td><td class=\"number\">" << Grouped(share.missing)
             << "</td><td class=\"number\">" << PercentText(share)
             << "</td><td><span class=\"track\"><span class=\"bar\" style=\"width:"
             << static_cast<int>(share.Percent()) << "%\"></span></span></td></tr>\n";
@@ -259,7 +232,7 @@ class RecordPage {
       const Gap& gap = capture_.Gaps()[i];
       page_ << "<tr><td class=\"time\">" << TimeStampOf(gap.from) << "</td><td class=\"time\">"
             << TimeStampOf(gap.to) << "</td><td class=\"time\">" << DurationText(gap.to - gap.from)
-            << "</td><td class=\"number\">" << Thousands(gap.missing)
+            << "</td><td class=\"number\">" << Grouped(gap.missing)
             << "</td><td><button type=\"button\" data-from=\"" << gap.from << "\" data-to=\""
             << gap.to << "\">Show</button></td></tr>\n";
     }
@@ -282,7 +255,7 @@ class RecordPage {
     }
     page_ << "</tbody></table></div></details>\n";
     if (series_.moreEvents > 0) {
-      page_ << "<p class=\"look\">" << Thousands(series_.moreEvents)
+      page_ << "<p class=\"look\">" << Grouped(series_.moreEvents)
             << " more changes of texts are neither listed nor drawn.</p>\n";
     }
   }

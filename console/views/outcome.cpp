@@ -7,33 +7,10 @@
 
 #include "line/failure.h"
 #include "line/visible.h"
+#include "records/figures.h"
 #include "views/report.h"
 
 namespace {
-
-std::string RecordsText(std::int64_t number) {
-  return Grouped(number) + (number == 1 ? " record" : " records");
-}
-
-/// "5 min": in the largest unit that leaves no fraction.
-std::string Interval(Moment interval) {
-  const struct {
-    Moment size;
-    const char* name;
-  } units[] = {{86400000, " d"}, {3600000, " h"}, {60000, " min"}, {1000, " s"}};
-  for (const auto& [size, name] : units) {
-    if (interval % size == 0) return std::to_string(interval / size) + name;
-  }
-  return std::to_string(interval) + " ms";
-}
-
-std::string Percent(const Share& share) {
-  char text[32];
-  // 100 % are all of them.
-  std::snprintf(text, sizeof text, "%.1f %%",
-                share.missing > 0 ? std::min(99.9, share.Percent()) : 100.0);
-  return text;
-}
 
 std::string PartText(const Part& part) {
   const std::string least = part.atLeast ? "at least " : "";
@@ -50,11 +27,11 @@ std::string PartText(const Part& part) {
 std::string CaptureText(const Capture& capture, bool all) {
   if (capture.Interval() == 0) return "";
   const Share share = capture.All();
-  std::string text = "Logged every " + Interval(capture.Interval()) + ": ";
+  std::string text = "Logged every " + DurationText(capture.Interval()) + ": ";
   const long gaps = static_cast<long>(capture.Gaps().size());
   text += gaps == 0 ? "no gaps.\n"
                     : Grouped(gaps) + (gaps == 1 ? " gap" : " gaps") + " of " +
-                          RecordsText(share.missing) + ", " + Percent(share) + " are there.\n";
+                          RecordsText(share.missing) + ", " + PercentText(share) + " are there.\n";
   if (!all) return text;
   std::vector<std::vector<std::string>> rows;
   if (gaps > 0) rows.push_back({"last before", "first behind", "missing"});
@@ -65,7 +42,7 @@ std::string CaptureText(const Capture& capture, bool all) {
   rows = {{"day", "there", "missing", "share"}};
   for (const Share& day : capture.Days()) {
     const std::string name = day.from == day.to ? day.from : day.from + " to " + day.to;
-    rows.push_back({name, Grouped(day.present), Grouped(day.missing), Percent(day)});
+    rows.push_back({name, Grouped(day.present), Grouped(day.missing), PercentText(day)});
   }
   return text + Table(rows);
 }
@@ -104,14 +81,6 @@ std::string DaysJson(const Capture& capture) {
 }
 
 }  // namespace
-
-std::string Grouped(std::int64_t number) {
-  std::string text = std::to_string(number);
-  for (long at = static_cast<long>(text.size()) - 3; at > (number < 0 ? 1 : 0); at -= 3) {
-    text.insert(static_cast<std::size_t>(at), ",");
-  }
-  return text;
-}
 
 std::string HoldsText(const std::string& file, const Outcome& outcome) {
   const std::string records = RecordsText(outcome.records);

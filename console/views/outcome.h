@@ -7,9 +7,6 @@
 
 #include "records/download.h"
 
-/// "20,412"
-std::string Grouped(std::int64_t number);
-
 /// What the file holds and what it lacks.
 std::string HoldsText(const std::string& file, const Outcome& outcome);
 

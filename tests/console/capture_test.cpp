@@ -5,6 +5,7 @@
 
 #include <sstream>
 
+#include "records/figures.h"
 #include "records/span.h"
 
 namespace {
@@ -44,6 +45,17 @@ TEST(Capture, CountsByDayAndMonth) {
             "86400 s; 2020-01-03 00:00:00 > 2020-02-04 00:00:00 -31 | 2020-01-01 1-0 | "
             "2020-01-02 1-0 | 2020-01-03 1-0 | 2020-01-04..2020-01-31 0-28 | "
             "2020-02-01..2020-02-03 0-3 | 2020-02-04 1-0 | 2020-01 3-28 | 2020-02 1-3");
+}
+
+TEST(Capture, IsToldInFigures) {
+  std::string told;
+  for (const Moment duration : {500, 90000, 300000, 11100000, 86400000, 187200000}) {
+    told += DurationText(duration) + ", ";
+  }
+  EXPECT_EQ(told, "0.5 s, 90 s, 5 min, 3 h 5 min, 24 h, 2 d 4 h, ");
+  EXPECT_EQ(PercentText({"", "", 9999, 1}) + PercentText({"", "", 903, 97}), "99.9 %90.3 %");
+  EXPECT_EQ(RecordsText(1) + Grouped(999) + Grouped(-123456) + Grouped(1000),
+            "1 record999-123,4561,000");
 }
 
 TEST(Capture, TakesOnlyDatesOfTheCalendar) {
