@@ -16,8 +16,8 @@ namespace {
 using std::chrono::milliseconds;
 using Kind = Finding::Kind;
 
-constexpr milliseconds kPatience(3000);  // for the instrument that was found
-constexpr std::chrono::seconds kAll(36);
+constexpr milliseconds kFoundMayTake(3000);  // for the instrument that was found
+constexpr std::chrono::seconds kSearchMayTake(36);
 
 /// The session's address and patience while it works with what was found.
 class Borrowed {
@@ -143,7 +143,7 @@ void Check(Session& session, const CheckOptions& options) {
   const Borrowed borrowed(session.logger);
   Findings findings(!session.report.Json());
   JudgeOptions judging{options.newest, !options.page.empty(),
-                       std::chrono::steady_clock::now() + kAll};
+                       std::chrono::steady_clock::now() + kSearchMayTake};
   Search search(session.line, session.logger.GetAddress(), session.gnp);
   std::string whyNot;
   const bool found = Find(search, whyNot);
@@ -152,7 +152,7 @@ void Check(Session& session, const CheckOptions& options) {
     findings.Add(Kind::kLook, "instrument", whyNot);
   } else if (TellAddress(session, search, findings)) {
     session.logger.SetAddress(search.Found());
-    session.logger.SetPatience(kPatience);
+    session.logger.SetPatience(kFoundMayTake);
     session.numbers.Forget();
     Judge(session, search.IsGNP(), judging, findings);
   }

@@ -12,10 +12,10 @@ namespace {
 constexpr std::size_t kKept = 200;
 
 /// Longest text in a column; a number is never longer but where its magnitude is absurd.
-constexpr std::size_t kLongest = 32;
+constexpr std::size_t kShownWidth = 32;
 
 /// Not a number where the text is none.
-double NumberOf(const std::string& text) {
+double NumberIn(const std::string& text) {
   char* end = nullptr;
   const double number = std::strtod(text.c_str(), &end);
   return end != text.c_str() && *end == 0 ? number : std::nan("");
@@ -31,10 +31,10 @@ std::string Cut(const std::string& text, std::size_t length) {
 void Course::Add(const std::string& value) {
   value_ = value;
   missed_.clear();
-  const double number = NumberOf(value);
+  const double number = NumberIn(value);
   if (!std::isfinite(number)) return;
-  if (lowest_.empty() || number < NumberOf(lowest_)) lowest_ = value;
-  if (highest_.empty() || number > NumberOf(highest_)) highest_ = value;
+  if (lowest_.empty() || number < NumberIn(lowest_)) lowest_ = value;
+  if (highest_.empty() || number > NumberIn(highest_)) highest_ = value;
   latest_.push_back(number);
   if (latest_.size() > kKept) latest_.pop_front();
 }
@@ -49,8 +49,8 @@ std::string Course::Shown() const { return missed_.empty() ? Visible(value_) : m
 std::string Course::SparkLine(std::size_t columns) const {
   static constexpr const char* kBars[] = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
   if (latest_.empty()) return "";
-  const double lowest = NumberOf(lowest_);
-  const double range = NumberOf(highest_) - lowest;
+  const double lowest = NumberIn(lowest_);
+  const double range = NumberIn(highest_) - lowest;
   std::string line;
   for (std::size_t i = latest_.size() - std::min(columns, latest_.size()); i < latest_.size();
        ++i) {
@@ -70,9 +70,9 @@ std::vector<std::string> CourseTable(const std::vector<Course>& courses, std::si
     const Course& course = courses[i];
     const Register& asked = course.Asked();
     const bool both = !asked.name.empty() && asked.label == std::to_string(asked.number);
-    rows.push_back({Cut(Visible(asked.label + (both ? "  " + asked.name : "")), kLongest + 10),
-                    Cut(course.Shown(), kLongest), Cut(course.Lowest(), kLongest),
-                    Cut(course.Highest(), kLongest)});
+    rows.push_back({Cut(Visible(asked.label + (both ? "  " + asked.name : "")), kShownWidth + 10),
+                    Cut(course.Shown(), kShownWidth), Cut(course.Lowest(), kShownWidth),
+                    Cut(course.Highest(), kShownWidth)});
   }
   std::vector<std::string> table = TableLines(rows);
   for (std::size_t i = 0; i < table.size(); ++i) {

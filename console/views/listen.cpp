@@ -22,11 +22,11 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 /// A silence that ends a frame which may go on, and one that ends any other.
-constexpr milliseconds kPause(50);
-constexpr milliseconds kSilence(300);
+constexpr milliseconds kFrameEnds(50);
+constexpr milliseconds kAnyEnds(300);
 
 /// Longer than the gateway waits for an agent that does not answer.
-constexpr std::chrono::seconds kPatience(10);
+constexpr std::chrono::seconds kReplyMayTake(10);
 
 /// A frame, when its bytes came, and where to.
 struct Heard {
@@ -49,7 +49,7 @@ class Ear {
       Take(decoder_.Add(byte), heard);
     }
     const auto silence = steady_clock::now() - latest_;
-    if (silence > kSilence || (silence > kPause && decoder_.MayEnd())) End(heard);
+    if (silence > kAnyEnds || (silence > kFrameEnds && decoder_.MayEnd())) End(heard);
   }
 
   /// Adds what is at hand.
@@ -112,7 +112,8 @@ class Conversation {
 
   /// To be called now and then: a reply that does not come is missed.
   void Wait() {
-    while (!asked_.empty() && Clock::now() - asked_.front().moments.back() > kPatience) GiveUp();
+    while (!asked_.empty() && Clock::now() - asked_.front().moments.back() > kReplyMayTake)
+      GiveUp();
   }
 
   void CountUp() const {
@@ -207,7 +208,7 @@ void Listen(Session& session, const ListenOptions& options) {
   while (Interrupt::Noted() == 0 && (options.seconds == 0 || steady_clock::now() < end)) {
     pollfd lines[] = {{session.line.ToPoll(), POLLIN, 0},
                       {other ? other->ToPoll() : -1, POLLIN, 0}};
-    poll(lines, std::size(lines), static_cast<int>(kPause.count()));
+    poll(lines, std::size(lines), static_cast<int>(kFrameEnds.count()));
     for (Ear& ear : ears) ear.Listen(heard);
     tell();
   }
