@@ -53,7 +53,11 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
       {{"da"}, "<STX>MD01 001 +abcd-02 04 00 001 012    <ETX>3E", 5, "No value block"},
       {{"da"}, "<STX>MD02 001 +1234-02 04 00 001 012    <ETX>3D", 5, "No MD frame"},
       {{"da"}, "<STX>MD00 <ETX>5C", 5, "No MD frame: MD00 "},
-      {{"da"}, "<STX>MD04 <4*001 +1234-02 04 00 001 012    ><ETX>5C", 5, "No MD frame: MD04"},
+      {{"da"},
+       "<STX>MD04 001 +1234-02 04 00 001 012    001 +1234-02 04 00 001 012    "
+       "001 +1234-02 04 00 001 012    001 +1234-02 04 00 001 012    <ETX>5C",
+       5,
+       "No MD frame: MD04"},
       {{"da"}, "<STX>MD01 001+01234-02 04 00 001 012    <ETX>35", 5, "No value block"},
   };
   for (const auto& row : kTable) {
