@@ -90,7 +90,9 @@ TEST_F(Console, OpensAPortThatComesBack) {
   unlink(LabPath("port").c_str());
   const Child cable({"socat", "pty,rawer,link=" + device_, "pty,rawer,link=" + LabPath("port")});
   ASSERT_TRUE(WaitFor([] { return access(LabPath("port").c_str(), F_OK) == 0; }));
+  std::remove(kRegisterList);
   const Child gateway({Program("qmx-gateway"), LabPath("port")});
+  ASSERT_TRUE(WaitFor([] { return access(kRegisterList, F_OK) == 0; }));
   typed.Shows("instrument type 2", "lcfg\r");
 }
 
