@@ -12,6 +12,7 @@
 #include "line/failure.h"
 #include "logger/attribution.h"
 #include "logger/register_words.h"
+#include "records/record_store.h"
 #include "views/course.h"
 #include "views/watch_file.h"
 
@@ -70,6 +71,38 @@ void Attributions(const std::string& input) {
       Require(taken == (number == latest && number != 0));
     }
   }
+}
+
+void ContinuedFiles(const std::string& input) {
+  static const std::string file =
+      std::filesystem::temp_directory_path() / ("qmx-fuzz." + std::to_string(getpid()) + ".rec");
+  static const std::string header = "Date,Time,number,note";
+  const std::size_t half = std::min(input.find('\0'), input.size());
+  const std::string held = input.substr(0, half);
+  std::ofstream(file, std::ios::binary) << held;
+  std::filesystem::remove(file + ".rejected");
+  if (half < input.size()) {
+    std::ofstream(file + ".rejected", std::ios::binary) << input.substr(half + 1);
+  }
+  const std::vector<Record> records = {{"2026-10-25 02:00:00", "2026-10-25,02:00:00,1,\"a\"", ""},
+                                       {"2026-10-25 02:05:00", "2026-10-25,02:05:00,2", "why"}};
+  std::size_t rejected = 0;
+  std::vector<std::string> others;
+  try {
+    RecordStore store(file, header);
+    rejected = store.Rejected().size();
+    store.Begin();
+    store.Add(store.Missing(records, "2026-10-25", "2026-10-26", others));
+  } catch (const Failure&) {
+    Require(ReadAll(file) == held);
+    return;
+  }
+  const std::string now = ReadAll(file);
+  RecordStore again(file, header);
+  Require(again.Rejected().size() <= rejected + 1);
+  Require(again.Missing(records, "2026-10-25", "2026-10-26", others).empty());
+  again.Begin();
+  Require(ReadAll(file) == now && now.size() >= held.rfind('\n') + 1);
 }
 
 void Watches(const std::string& input) {

@@ -16,5 +16,9 @@ void RegisterWords(const std::string& input);
 /// is taken for the reply to the last request must be that.
 void Attributions(const std::string& input);
 
+/// A file that a download continues, with the input as what it held: it keeps its whole lines, and
+/// has what is added in its place, once. Or it is refused, and stays as it was.
+void ContinuedFiles(const std::string& input);
+
 /// The file of a watch, with the input as what it held; and its table, with the input as values.
 void Watches(const std::string& input);

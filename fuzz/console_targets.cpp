@@ -202,7 +202,7 @@ const std::map<std::string, std::function<void(const std::string&)>> kTargets = 
     {"console_replies", Replies},         {"console_frames", Frames},
     {"console_recordings", Recordings},   {"console_configuration", Configuration},
     {"console_registers", RegisterWords}, {"console_attribution", Attributions},
-    {"console_watch", Watches},
+    {"console_watch", Watches},           {"console_records", ContinuedFiles},
 };
 
 }  // namespace

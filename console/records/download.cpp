@@ -99,6 +99,7 @@ class Work {
     observer_.Proves();
     Proof proof(reader_, store_, window_, pace_);
     Outcome outcome = store_.IsFile() ? proof.Mend() : proof.Find();
+    outcome.whole = outcome.whole && EndsWithNewest(outcome, goal);
     if (options_.from != kPointer) return outcome;
     reader_.Set(Reached());
     source_.Stay();
@@ -143,6 +144,14 @@ class Work {
   std::string Reached() const {
     const long end = store_.Holds().Find(window_.before);
     return end == 0 ? window_.behind : std::max(window_.behind, store_.Holds().Stamp(end - 1));
+  }
+
+  /// Whether no record that is later than the newest comes behind as many as are held. One does
+  /// while an hour repeats itself, if the database orders its records otherwise than by their
+  /// texts: then a position in that hour, and what was counted from there, is not what it seems.
+  bool EndsWithNewest(const Outcome& outcome, const std::string& newest) {
+    const std::string next = reader_.At(window_.behind, outcome.records + outcome.rejected + 1);
+    return next <= newest || next <= reader_.Newest();
   }
 
   /// Takes records from the newest that is held on until there are no more. Where time stamps have

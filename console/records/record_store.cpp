@@ -224,11 +224,19 @@ std::vector<Record> RecordStore::Missing(const std::vector<Record>& records,
                                          const std::string& from, const std::string& before,
                                          std::vector<std::string>& others) const {
   const auto between = [&](const std::string& stamp) { return stamp >= from && stamp < before; };
+  // Of a table that is not ordered by their texts, time stamps from elsewhere may come.
+  std::set<std::string> elsewhere;
+  for (const Record& record : records) {
+    if (!between(record.stamp)) elsewhere.insert(record.stamp);
+  }
   std::multiset<std::string> lines;
+  std::multiset<std::string> linesElsewhere;
   if (IsThere()) {
     RecordFile file(path_);
     for (RecordFile::Line line; file.Next(line) && line.whole;) {
-      if (between(TimeStamp(line.text))) lines.insert(line.text);
+      const std::string stamp = TimeStamp(line.text);
+      if (between(stamp)) lines.insert(line.text);
+      if (elsewhere.count(stamp) != 0) linesElsewhere.insert(line.text);
     }
   }
   std::multiset<std::string> rejected;
@@ -240,9 +248,10 @@ std::vector<Record> RecordStore::Missing(const std::vector<Record>& records,
     // The first version quoted nothing, and wrote a blank for a line feed in a text.
     std::string plain = record.sent;
     std::replace(plain.begin(), plain.end(), '\n', ' ');
-    const bool held = record.flaw.empty() ? TakeOne(lines, LineOf(record.sent, names_))
+    auto& known = between(record.stamp) ? lines : linesElsewhere;
+    const bool held = record.flaw.empty() ? TakeOne(known, LineOf(record.sent, names_))
                                           : TakeOne(rejected, record.sent);
-    if (!held && !TakeOne(lines, plain)) missing.push_back(record);
+    if (!held && !TakeOne(known, plain)) missing.push_back(record);
   }
   others.assign(lines.begin(), lines.end());
   return missing;

@@ -95,8 +95,9 @@ std::string HoldsText(const std::string& file, const Outcome& outcome) {
   for (const Part& part : outcome.parts) text += PartText(part);
   if (!outcome.whole && outcome.parts.empty()) {
     text +=
-        "  The instrument counts others, and no record tells where: the line changes bytes, or "
-        "records come and go.\n";
+        "  The instrument counts others, and no record tells where: the line changes bytes, "
+        "records come and go, or the clock was set back and the database orders them otherwise "
+        "than by their time stamps.\n";
   }
   if (outcome.unclear > 0) {
     text += RecordsText(outcome.unclear) +

@@ -7,6 +7,7 @@
 #include "line/failure.h"
 #include "records/record.h"
 #include "records/record_file.h"
+#include "records/record_store.h"
 
 namespace {
 
@@ -62,6 +63,20 @@ TEST(Record, TellsWhatIsNone) {
       {names, "2009-06-30,14:00:00,1\n,2", "a line end in a text"},
   };
   for (const auto& [its, sent, flaw] : cases) EXPECT_EQ(FlawOf(SplitSent(sent), its), flaw) << sent;
+}
+
+/// As a TIMESTAMP column's come in a repeated hour.
+TEST(RecordStore, KnowsRecordsThatComeOutOfOrder) {
+  const std::string file = testing::TempDir() + "store." + std::to_string(getpid());
+  const std::string early = "2026-10-25,02:00:00,2";
+  const std::string late = "2026-10-25,02:55:00,1";
+  std::ofstream(file) << "Date,Time,number\n" << early << "\n" << late << "\n";
+  std::vector<std::string> others;
+  const RecordStore store(file, "Date,Time,number");
+  const auto missing = store.Missing({{TimeStamp(late), late, ""}, {TimeStamp(early), early, ""}},
+                                     "2026-10-25 02:30", "2026-10-25 03", others);
+  EXPECT_TRUE(missing.empty() && others.empty());
+  unlink(file.c_str());
 }
 
 TEST(RecordFile, TellsWholeLinesFromCutOnes) {
