@@ -151,7 +151,7 @@ class Work {
   /// texts: then a position in that hour, and what was counted from there, is not what it seems.
   bool EndsWithNewest(const Outcome& outcome, const std::string& newest) {
     const std::string next = reader_.At(window_.behind, outcome.records + outcome.rejected + 1);
-    return next <= newest || next <= reader_.Newest();
+    return next <= std::max(newest, window_.behind) || next <= reader_.Newest();
   }
 
   /// Takes records from the newest that is held on until there are no more. Where time stamps have
