@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -77,13 +78,14 @@ Child::Child(const std::vector<std::string>& command) {
   dup2(open(errors_.c_str(), kFlags, 0600), 2);
   for (int descriptor = 3; descriptor < 64; ++descriptor) close(descriptor);
   execvp(arguments[0], arguments.data());
+  std::perror(arguments[0]);
   _exit(127);
 }
 
 Child::~Child() {
   if (!Running()) return;
   Signal(SIGTERM);
-  if (Wait() != -1) return;
+  if (Wait(10000) != -1) return;
   Signal(SIGKILL);
   Wait();
 }
@@ -171,9 +173,9 @@ void Database::Start() {
     }
     mysql_close(connection_);
     connection_ = nullptr;
-    return false;
+    return !server_->Running();
   });
-  if (!up) throw std::runtime_error("no database server: " + server_->Errors());
+  if (!up || connection_ == nullptr) throw std::runtime_error("no database server: " + server_->Errors());
   mysql_query(connection_, "CREATE DATABASE IF NOT EXISTS twinex");
   mysql_select_db(connection_, "twinex");
 }

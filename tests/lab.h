@@ -1,5 +1,5 @@
 // What tests find in the laboratory: programs, a line, the database server. All waits end with the
-// thing waited for, or after ten seconds.
+// thing waited for, or after a minute: the machine may be loaded, or the programs emulated.
 #pragma once
 
 #include <mysql.h>
@@ -12,8 +12,10 @@
 
 #include "line/visible.h"
 
+constexpr int kPatience = 60000;  ///< in milliseconds
+
 /// Waits until the condition holds. Returns whether it did in time.
-bool WaitFor(const std::function<bool()>& condition, int milliseconds = 10000);
+bool WaitFor(const std::function<bool()>& condition, int milliseconds = kPatience);
 
 /// A folder or file of this laboratory, and one of the programs.
 std::string LabPath(const std::string& name);
@@ -39,7 +41,7 @@ class Child {
   bool Running();
 
   /// Waits for the end; the exit status, 128 + n after signal n, -1 when it does not end.
-  int Wait(int milliseconds = 10000);
+  int Wait(int milliseconds = kPatience);
 
   /// What it has printed so far on standard output and standard error.
   std::string Output() const { return ReadFile(output_); }
@@ -69,10 +71,10 @@ class Line {
   void Send(const std::string& bytes) const;
 
   /// Receives this many bytes, or fewer when no more come in time.
-  std::string Receive(std::size_t count, int milliseconds = 10000) const;
+  std::string Receive(std::size_t count, int milliseconds = kPatience) const;
 
   /// Receives up to and including this text.
-  std::string ReceiveUntil(const std::string& end, int milliseconds = 10000) const;
+  std::string ReceiveUntil(const std::string& end, int milliseconds = kPatience) const;
 
  private:
   int master_;

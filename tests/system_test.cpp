@@ -44,7 +44,7 @@ class System : public testing::Test {
     for (std::string step; std::getline(steps, step);) agent_->Follow(step);
   }
 
-  std::string Ask(const std::string& text, int milliseconds = 10000) {
+  std::string Ask(const std::string& text, int milliseconds = kPatience) {
     line_->Send(Request(text));
     return line_->ReceiveUntil("\x03\r\n", milliseconds);
   }
