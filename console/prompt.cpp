@@ -27,15 +27,15 @@ std::string Lowered(std::string text) {
 /// The commands and what they work with.
 class Desk {
  public:
-  Desk(Session& session, CLI::App& app, Options& options)
-      : session_(session), app_(app), options_(options) {
+  Desk(Session& session, CLI::App& app, Options& options, bool terminal)
+      : session_(session), app_(app), options_(options), terminal_(terminal) {
     Clear();
   }
 
   /// Makes ready for the next line: a parser keeps what it has parsed.
   void Clear();
 
-  /// Runs one line. Returns false for "quit".
+  /// Runs one line. Returns false when it is the last one.
   bool Run(std::string line);
 
   /// What may stand at the end of a line, `begun` in lower case.
@@ -54,6 +54,7 @@ class Desk {
   Session& session_;
   CLI::App& app_;
   Options& options_;
+  const bool terminal_;  // somebody types
   std::unique_ptr<CLI::App> parser_;
   std::string word_;  // what the commands of the prompt itself are given
   std::string value_;
@@ -182,7 +183,11 @@ bool Desk::Run(std::string line) {
     Fail(kUsage, failure.what());
   }
   Clear();
-  return !left_;
+  // As in a shell: what is read from a file ends with an interrupt, the console with any other
+  // signal.
+  const int noted = Interrupt::Noted();
+  if (noted != 0 && noted != SIGINT) status_ = kInterrupted + noted;
+  return !left_ && (noted == 0 || (noted == SIGINT && terminal_));
 }
 
 /// libedit's callbacks know no context.
@@ -253,11 +258,11 @@ bool ReadLine(bool terminal, std::string& line) {
 }  // namespace
 
 int Prompt(Session& session, CLI::App& app, Options& options) {
-  Desk desk(session, app, options);
+  const bool terminal = isatty(0) == 1;
+  Desk desk(session, app, options, terminal);
   // Used while lines are read, below.
   // cppcheck-suppress danglingLifetime
   g_desk = &desk;
-  const bool terminal = isatty(0) == 1;
   if (terminal) PrepareTerminal();
   std::string line;
   while (ReadLine(terminal, line) && desk.Run(line)) continue;

@@ -61,6 +61,27 @@ TEST_F(Console, TakesInterruptsAtItsPrompt) {
   EXPECT_NE(after.c_lflag & ICANON, 0U);
 }
 
+TEST_F(Console, IsEndedBySignals) {
+  const Child silent(
+      {"socat", "pty,rawer,link=" + LabPath("silent"), "pty,rawer,link=" + LabPath("far")});
+  ASSERT_TRUE(WaitFor([] { return access(LabPath("silent").c_str(), F_OK) == 0; }));
+  // From a file, an interrupt ends what would have followed, too.
+  WriteFile(LabPath("commands"), "set timeout 1000\nlcfg\nset\n");
+  Child reads({"sh", "-c",
+               "exec " + Program("qmx-console") + " " + LabPath("silent") + " --trace <" +
+                   LabPath("commands")});
+  ASSERT_TRUE(WaitFor([&] { return reads.Errors().find("LCFG") != std::string::npos; }));
+  reads.Signal(SIGINT);
+  EXPECT_EQ(reads.Wait(), 128 + SIGINT);
+  EXPECT_EQ(reads.Output(), "");
+  // At the prompt, the end of the terminal's session ends the console, a watch or not.
+  Typed typed(device_);
+  typed.Shows("qmx> ");
+  typed.Shows("q ends", "watch 29\r");
+  typed.console.Signal(SIGTERM);
+  EXPECT_EQ(typed.console.Wait(), 128 + SIGTERM);
+}
+
 TEST_F(Console, CompletesWhatIsTyped) {
   ASSERT_EQ(Ask({"lcfg"}).status, 0);
   WriteFile(LabPath("begun.csv"), "");
