@@ -55,7 +55,7 @@ void ReadRegisters(Session& session, const Words& words) {
             (reply.refused ? "cannot be read now." : "reads " + Visible(reply.fields) + " now.");
     }
   } catch (const Failure& again) {
-    if (again.status != kNoReply && again.status != kBroken) throw;
+    if (!IsLoss(again)) throw;
   }
   throw Failure(failure.status, doubt + now);
 }

@@ -19,7 +19,7 @@ constexpr const char* kRegisters[] = {
     kLocationID,    kPRCNumber,      kResponseEnd};
 
 /// Seconds to an answer, of which a request needs five.
-constexpr double kTooSlow = 0.4;
+constexpr double kSlow = 0.4;
 constexpr double kSlowAnswer = 0.2;
 
 std::string CommandLine(const char* program, const std::string& rest) {
@@ -117,7 +117,7 @@ void CheckAgent(Agent& agent, Instrument& instrument, Report& report) {
     const std::string slow =
         time + Text(": an AREG, which needs five answers, takes %.1f s", 5 * answer.seconds);
     const std::string cure = "time " + CommandLine("snmpget", kRS232Mode);
-    if (answer.seconds > kTooSlow) {
+    if (answer.seconds > kSlow) {
       report.Fault("agent", slow, cure, kAgentPage);
       // The rest would be the same fault over and over.
       instrument.answers = false;

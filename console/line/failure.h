@@ -20,3 +20,8 @@ struct Failure : std::runtime_error {
   Failure(int why, const std::string& message) : std::runtime_error(message), status(why) {}
   int status;
 };
+
+/// Whether a request or its reply may have been lost on the line.
+inline bool IsLoss(const Failure& failure) {
+  return failure.status == kNoReply || failure.status == kBroken;
+}

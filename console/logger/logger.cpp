@@ -21,11 +21,6 @@ bool Changes(const std::string& code) {
   return code == "EREG" || code == "SSTO" || code == "ASTO" || code.compare(0, 2, "SF") == 0;
 }
 
-/// Whether a reply may have been lost.
-bool IsLoss(const Failure& failure) {
-  return failure.status == kNoReply || failure.status == kBroken;
-}
-
 /// How long records are watched for what may stand behind them: longer than an adapter keeps bytes,
 /// and short, as it is waited for behind each batch of a download.
 constexpr milliseconds kBehindRecords(20);

@@ -7,9 +7,6 @@
 
 namespace {
 
-constexpr Moment kSecond = 1000;
-constexpr Moment kDay = 86400 * kSecond;
-
 Moment DayOf(Moment moment) { return moment / kDay - (moment % kDay < 0 ? 1 : 0); }
 
 std::string NameOfDay(Moment day) { return TimeStampOf(day * kDay).substr(0, 10); }

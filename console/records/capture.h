@@ -10,6 +10,9 @@
 /// Milliseconds since 1970, as the clock went that the time stamp tells: no time zone is known.
 using Moment = std::int64_t;
 
+constexpr Moment kSecond = 1000;
+constexpr Moment kDay = 86400 * kSecond;
+
 /// "2009-06-30", "2009-06-30 14:00:00" or "2009-06-30 14:00:00.25"; nothing for another text, or
 /// for a date that the calendar does not have.
 std::optional<Moment> MomentOf(const std::string& timeStamp);

@@ -20,8 +20,7 @@ auto Again(std::optional<std::string>& at, const Asking& ask) {
       return ask();
     } catch (const Failure& failure) {
       at.reset();
-      const bool again =
-          failure.status == kNoReply || failure.status == kBroken || failure.status == kRefused;
+      const bool again = IsLoss(failure) || failure.status == kRefused;
       if (!again || tries == kTries) throw;
     }
   }

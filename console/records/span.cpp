@@ -4,13 +4,6 @@
 #include <charconv>
 #include <ctime>
 
-namespace {
-
-constexpr Moment kSecond = 1000;
-constexpr Moment kDay = 86400 * kSecond;
-
-}  // namespace
-
 std::optional<Span> SpanOf(const std::string& text) {
   struct {
     const char* format;

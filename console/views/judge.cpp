@@ -89,7 +89,7 @@ void ReadValues(Session& session, Findings& findings) {
       if (reply.refused) ++mute;
       lost = false;
     } catch (const Failure& failure) {
-      if (lost || (failure.status != kNoReply && failure.status != kBroken)) throw;
+      if (lost || !IsLoss(failure)) throw;
       lost = true;
       ++mute;
     }

@@ -26,10 +26,6 @@ using Courses = std::vector<Course>;
 
 constexpr char kRefusedText[] = "refused";
 
-bool IsLoss(const Failure& failure) {
-  return failure.status == kNoReply || failure.status == kBroken;
-}
-
 /// What is lost on the line is no reason to end.
 std::string Lost(const Failure& failure) {
   if (!IsLoss(failure)) throw Failure(failure);
