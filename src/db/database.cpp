@@ -6,10 +6,11 @@
 #include "db/records.h"
 
 int CGateway::ConnectDatabase() {
-  mysql_init(&database);
   for (int attempt = 1; attempt <= 10; ++attempt) {
-    // A failed attempt makes the library forget its options: without this one a server that came
-    // up late would be lost for good at its first restart.
+    // A failed attempt makes the library forget its options: a server that came up late would be
+    // lost at its first restart, and MariaDB's 3.4.10 would take no result with a column.
+    if (attempt > 1) mysql_close(&database);
+    mysql_init(&database);
     const char reconnect = 1;
     const int refused = mysql_options(&database, MYSQL_OPT_RECONNECT, &reconnect);
     if (refused != 0) return refused;
