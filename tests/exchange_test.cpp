@@ -214,8 +214,8 @@ class Exchange : public testing::Test {
   }
   void Output(const std::string& text) { ExpectLine(text, outputSeen_, &Child::Output); }
 
-  /// The next line that the daemon prints is this text; behind a blank or a colon a library may have
-  /// added its own. The system's error texts behind a line end are passed over.
+  /// The next line that the daemon prints is this text; behind a blank or a colon a library may
+  /// have added its own. The system's error texts behind a line end are passed over.
   void ExpectLine(const std::string& text, std::size_t& seen,
                   std::string (Child::*printed)() const) {
     std::string next;
