@@ -93,12 +93,14 @@ void ReadWalk(Objects& objects, const std::string& file) {
 
 /// What the instrument does when one of its registers is written.
 void React(Registers& registers, const Identifier& written) {
+  const Value* value = registers.Find(written);
+  if (value == nullptr) return;
   if (written == Resolve(kOperatingMode)) {
-    std::printf("operating mode %.0f\n", Number(registers[kOperatingMode]));
+    std::printf("operating mode %.0f\n", Number(*value));
   } else if (written == Resolve(kCommand)) {
-    const std::string& command = registers[kCommand].bytes;
+    const std::string& command = value->bytes;
     const std::string answer = (command == "SETTIME" ? "done: " : "unknown: ") + command;
-    registers[kCommandAnswer] = Encode('s', answer);
+    registers.Set(kCommandAnswer, Encode('s', answer));
     std::printf("command %s\n", answer.c_str());
   }
 }

@@ -1,15 +1,20 @@
 #include "record_log.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <string>
 
 namespace {
 
+/// Seconds for which a server that hangs is left alone.
+constexpr int kRest = 20;
+
 enum State { kOff = 0, kLogging = 1, kUnreachable = 2 };
 
-/// How the data table stores a register's value.
-const char* ColumnType(const Value& value) {
-  switch (value.type) {
+/// How the data table stores a register's value, or that of one that was taken away.
+const char* ColumnType(const Value* value) {
+  switch (value == nullptr ? ASN_OCTET_STR : value->type) {
     case ASN_OCTET_STR:
       return "VARCHAR(255)";
     case ASN_OPAQUE_FLOAT:
@@ -21,11 +26,12 @@ const char* ColumnType(const Value& value) {
   }
 }
 
-std::string Literal(MYSQL* connection, const Value& value) {
-  if (value.type != ASN_OCTET_STR) return std::to_string(Number(value));
-  std::string escaped(2 * value.bytes.size() + 1, '\0');
-  escaped.resize(
-      mysql_real_escape_string(connection, escaped.data(), value.bytes.data(), value.bytes.size()));
+std::string Literal(MYSQL* connection, const Value* value) {
+  if (value == nullptr) return "NULL";
+  if (value->type != ASN_OCTET_STR) return std::to_string(Number(*value));
+  const std::string& bytes = value->bytes;
+  std::string escaped(2 * bytes.size() + 1, '\0');
+  escaped.resize(mysql_real_escape_string(connection, escaped.data(), bytes.data(), bytes.size()));
   return "'" + escaped + "'";
 }
 
@@ -42,10 +48,17 @@ void RecordLog::Tick() {
   if (interval_ == 0 || --untilNext_ > 0) return;
   untilNext_ = interval_;
   // A clock that is being set gives no time stamps.
-  if (Number(registers_[kOperatingMode]) == 5) return;
+  const Value* mode = registers_.Find(kOperatingMode);
+  if (mode != nullptr && Number(*mode) == 5) return;
+  const auto begin = std::chrono::steady_clock::now();
   const bool logged = (connection_ != nullptr || Connect()) && Insert("NOW()");
-  SetNumber(registers_[kRegLogState], logged ? kLogging : kUnreachable);
+  if (Value* state = registers_.Find(kRegLogState)) {
+    SetNumber(*state, logged ? kLogging : kUnreachable);
+  }
   if (logged) return;
+  // While a server that hangs is waited for, the agent does not answer.
+  const bool hangs = std::chrono::steady_clock::now() - begin > std::chrono::seconds(1);
+  if (hangs) untilNext_ = std::max(interval_, kRest);
   std::fprintf(stderr, "qmx-instrument: no record logged: %s\n",
                connection_ == nullptr ? "no connection" : mysql_error(connection_));
   if (connection_ != nullptr) mysql_close(connection_);
@@ -54,6 +67,10 @@ void RecordLog::Tick() {
 
 bool RecordLog::Connect() {
   connection_ = mysql_init(nullptr);
+  const unsigned seconds = 3;
+  mysql_options(connection_, MYSQL_OPT_CONNECT_TIMEOUT, &seconds);
+  mysql_options(connection_, MYSQL_OPT_READ_TIMEOUT, &seconds);
+  mysql_options(connection_, MYSQL_OPT_WRITE_TIMEOUT, &seconds);
   return mysql_real_connect(connection_, "127.0.0.1", "root", "", nullptr, 0, nullptr, 0) !=
              nullptr &&
          Run("CREATE DATABASE IF NOT EXISTS twinex") && Run("USE twinex") && CreateTable() &&
@@ -64,7 +81,7 @@ bool RecordLog::CreateTable() {
   std::string columns = "time_stamp DATETIME NOT NULL";
   for (const Measured& reg : registers_.All()) {
     if (reg.column != nullptr) {
-      columns += std::string(", ") + reg.column + " " + ColumnType(registers_[reg]);
+      columns += std::string(", ") + reg.column + " " + ColumnType(registers_.Find(reg.object));
     }
   }
   return Run("CREATE TABLE IF NOT EXISTS LogEntry (" + columns + ", INDEX (time_stamp))");
@@ -89,15 +106,14 @@ bool RecordLog::FillHistory() {
 bool RecordLog::Insert(const std::string& timeStamp) {
   std::string values = timeStamp;
   for (const Measured& reg : registers_.All()) {
-    if (reg.column != nullptr) values += ", " + Literal(connection_, registers_[reg]);
+    if (reg.column != nullptr) values += ", " + Literal(connection_, registers_.Find(reg.object));
   }
   if (!Run("INSERT INTO LogEntry VALUES (" + values + ")")) return false;
-  Value& records = registers_[kRegLogRecords];
-  SetNumber(records, Number(records) + 1);
+  if (Value* records = registers_.Find(kRegLogRecords)) SetNumber(*records, Number(*records) + 1);
   if (!Run("SELECT MAX(time_stamp) FROM LogEntry")) return false;
   MYSQL_RES* rows = mysql_store_result(connection_);
   if (const MYSQL_ROW row = rows == nullptr ? nullptr : mysql_fetch_row(rows)) {
-    registers_[kRegLogLast] = Encode('s', row[0] == nullptr ? "" : row[0]);
+    registers_.Set(kRegLogLast, Encode('s', row[0] == nullptr ? "" : row[0]));
   }
   mysql_free_result(rows);
   return true;

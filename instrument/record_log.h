@@ -18,7 +18,7 @@ class RecordLog {
   RecordLog& operator=(const RecordLog&) = delete;
 
   /// To be called once a second. A database that cannot be reached is tried again with the next
-  /// record; qmxRegLogState.0 tells it.
+  /// record, one that hangs some records later; qmxRegLogState.0 tells it.
   void Tick();
 
  private:

@@ -93,19 +93,25 @@ Registers::Registers(Objects& objects, Objects& second) : objects_(objects) {
   }
 }
 
-Value& Registers::operator[](const char* name) { return objects_.All().at(Resolve(name)); }
+Value* Registers::Find(const Identifier& object) {
+  const auto found = objects_.All().find(object);
+  return found == objects_.All().end() ? nullptr : &found->second;
+}
+
+void Registers::Set(const char* name, const Value& value) {
+  if (Value* held = Find(name)) *held = value;
+}
 
 void Registers::Drift() {
   for (const Measured& reg : measured_) {
-    const auto found = objects_.All().find(reg.object);
+    Value* value = Find(reg.object);
     const auto& [low, high, step] = reg.drift;
-    if (step == 0 || found == objects_.All().end()) continue;
+    if (step == 0 || value == nullptr) continue;
     std::uniform_real_distribution<double> move(-step, step);
-    const double now = Number(found->second);
+    const double now = Number(*value);
     const double middle = (low + high) / 2;
     // Slightly more often towards the middle than away from it, and never out of the range.
-    SetNumber(
-        found->second,
-        std::clamp(now + move(random_) + 0.1 * step * (middle - now) / (high - low), low, high));
+    SetNumber(*value, std::clamp(now + move(random_) + 0.1 * step * (middle - now) / (high - low),
+                                 low, high));
   }
 }

@@ -51,9 +51,12 @@ class Registers {
   /// Moves every measured value on by one second.
   void Drift();
 
-  /// The value of the register of this name, which must exist.
-  Value& operator[](const char* name);
-  Value& operator[](const Measured& reg) { return objects_.All().at(reg.object); }
+  /// The value of a register; null where it was taken away.
+  Value* Find(const Identifier& object);
+  Value* Find(const char* name) { return Find(Resolve(name)); }
+
+  /// Gives the register of this name another value, unless it was taken away.
+  void Set(const char* name, const Value& value);
 
   const std::vector<Measured>& All() const { return measured_; }
 
