@@ -476,11 +476,16 @@ def upgrade(house, count):
                       lambda: machine.run(f"apt-get -y install --reinstall {new}", 600))
     after = machine.run(program)
     require(after != before and "deleted" not in after, f"{before} became {after}")
+    figures = "/var/lib/prometheus/node-exporter"
+    machine.run(f"mkdir -p {figures}; systemctl enable --now qmx-doctor.timer qmx-download@ttyS0.timer; "
+                f"systemctl start qmx-doctor; test -s {figures}/qmx.prom")
     machine.run("apt-get -y remove qmx-gateway qmx-console", 600)
-    machine.run("! pgrep -x qmx-gateway; ! systemctl --failed | grep qmx")
+    machine.run("! pgrep -x qmx-gateway && ! systemctl --failed | grep qmx && "
+                f"! systemctl list-timers --all | grep qmx && ! test -e {figures}/qmx.prom")
     left = machine.run(OURS + " | sort").split("\n")
     machine.run("apt-get -y purge qmx-gateway qmx-console", 600)
     purged = machine.run(OURS + " | sort").split("\n")
+    require(set(purged) <= {"/home/qmx", "/var/lib/qmx-download"}, f"purge leaves {' '.join(purged)}")
     machine.run(f"apt-get -y install {new} && systemctl enable --now {UNIT}", 600)
     again = machine.adapter.served(60)
     return f"download complete in {runs} runs; removal leaves {' '.join(left)}; purge " \
