@@ -74,8 +74,8 @@ void Attributions(const std::string& input) {
 }
 
 void ContinuedFiles(const std::string& input) {
-  static const std::string file =
-      std::filesystem::temp_directory_path() / ("qmx-fuzz." + std::to_string(getpid()) + ".rec");
+  static const Scratch scratch(".rec");
+  const std::string& file = scratch.path;
   static const std::string header = "Date,Time,number,note";
   const std::size_t half = std::min(input.find('\0'), input.size());
   const std::string held = input.substr(0, half);
@@ -106,8 +106,8 @@ void ContinuedFiles(const std::string& input) {
 }
 
 void Watches(const std::string& input) {
-  static const std::string file =
-      std::filesystem::temp_directory_path() / ("qmx-fuzz." + std::to_string(getpid()) + ".csv");
+  static const Scratch scratch(".csv");
+  const std::string& file = scratch.path;
   std::vector<Course> courses;
   std::istringstream values(input);
   for (std::string value; courses.size() < 50 && std::getline(values, value);) {

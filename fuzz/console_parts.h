@@ -2,12 +2,32 @@
 // the part does what it must not.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 inline void Require(bool held) {
   if (!held) std::abort();
 }
+
+/// A file for what a target keeps, removed at the end of the process.
+class Scratch {
+ public:
+  explicit Scratch(const char* ending)
+      : path(std::filesystem::temp_directory_path() /
+             ("qmx-fuzz." + std::to_string(getpid()) + ending)) {}
+  ~Scratch() {
+    std::error_code error;
+    std::filesystem::remove(path, error);
+    std::filesystem::remove(path + ".rejected", error);
+  }
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+
+  const std::string path;
+};
 
 /// Words that name registers: the word, a zero byte, and the names there are, each behind a blank.
 void RegisterWords(const std::string& input);

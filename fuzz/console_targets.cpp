@@ -143,8 +143,8 @@ std::string Played(const std::string& text) {
 /// What is recorded can be played again, behind whatever the file held; FF changes the direction,
 /// FE makes a pause.
 void Recordings(const std::string& input) {
-  static const std::string file =
-      std::filesystem::temp_directory_path() / ("qmx-fuzz." + std::to_string(getpid()) + ".txt");
+  static const Scratch scratch(".txt");
+  const std::string& file = scratch.path;
   const std::size_t half = input.find('\0');
   const std::string earlier = half == input.npos ? "" : input.substr(0, half);
   std::ofstream(file, std::ios::binary) << earlier;
