@@ -316,6 +316,11 @@ int main(int argc, char* argv[]) {
         {"page", MeasurePage},
     };
     const std::set<std::string> chosen(argv + 1, argv + argc);
+    std::set<std::string> known;
+    for (const auto& [name, measure] : measures) known.insert(name);
+    for (const std::string& name : chosen) {
+      if (known.count(name) == 0) throw std::runtime_error("There is no measure " + name + ".");
+    }
     std::printf("| measure; floor | here | floor | ratio | aim |\n|---|---|---|---|---|\n");
     for (const auto& [name, measure] : measures) {
       if (chosen.empty() || chosen.count(name) != 0) measure();

@@ -173,7 +173,7 @@ class Soak {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  const long requests = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 20000;
+  const long requests = argc > 1 ? std::max(10L, std::strtol(argv[1], nullptr, 10)) : 20000;
   std::mt19937 random(1);
   try {
     Soak soak;
