@@ -78,7 +78,8 @@ std::string WriteBundle(const std::string& path, const Report& report, Agent& ag
       Records(connection, instrument.pointer.value_or("")));
   add("orderNV.conf", "the column order", ReadFile(kColumnOrderPath));
   add("versions.txt", "packages, kernel, system", Versions(connection));
-  const Ended packed = Run({"tar", "-C", scratch, "-czf", path, folder.filename().string()});
+  const Ended packed =
+      Run({"tar", "--force-local", "-C", scratch, "-czf", path, folder.filename().string()});
   std::error_code error;
   fs::remove_all(scratch, error);
   return packed.status == 0 ? contents : "";

@@ -51,9 +51,10 @@ void CheckClock(const Unit& unit, Report& report) {
         kClockPage);
   } else if (!unit.properties.empty() &&
              unit.Property("AmbientCapabilities").find("cap_sys_time") == std::string::npos) {
-    report.Look("clock", text + "; the unit may not set the clock: SF26 is refused",
-                "systemctl edit " + unit.name + "  # [Service] AmbientCapabilities=CAP_SYS_TIME",
-                kClockPage);
+    report.Look(
+        "clock", text + "; the unit may not set the clock: SF26 is refused",
+        "systemctl edit " + InShell(unit.name) + "  # [Service] AmbientCapabilities=CAP_SYS_TIME",
+        kClockPage);
   } else {
     report.Ok("clock", text);
   }

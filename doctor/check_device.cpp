@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <fnmatch.h>
 #include <linux/serial.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -42,11 +43,28 @@ bool IsUSB(const struct stat& status) {
   return false;
 }
 
+/// Whether DeviceAllow= of the unit, one line each, names one of the drivers or the device itself.
+bool IsAllowed(const Unit& unit, const std::vector<std::string>& drivers,
+               const struct stat& status) {
+  if (unit.properties.empty() || unit.Property("DevicePolicy") == "auto") return true;
+  std::istringstream lines(unit.properties);
+  for (std::string line; std::getline(lines, line);) {
+    const std::string allowed = LineBehind(line, "DeviceAllow=");
+    const std::string what = allowed.substr(0, allowed.find(' '));
+    struct stat named {};
+    if (stat(what.c_str(), &named) == 0 && named.st_rdev == status.st_rdev) return true;
+    for (const std::string& driver : drivers) {
+      if (fnmatch(what.c_str(), ("char-" + driver).c_str(), 0) == 0) return true;
+    }
+  }
+  return false;
+}
+
 /// Whether the service may open the device; what hinders it is reported.
 bool MayBeOpened(const std::string& device, const struct stat& status, const Unit& unit,
                  Report& report) {
-  const std::string group = unit.Property("SupplementaryGroups");
-  const auto may = AsUser(unit.User(), group.empty() ? "dialout" : group,
+  const std::string groups = unit.Property("SupplementaryGroups");
+  const auto may = AsUser(unit.User(), groups.empty() ? "dialout" : groups,
                           [&device] { return access(device.c_str(), R_OK | W_OK) == 0; });
   if (may == false) {
     const ::group* owner = getgrgid(status.st_gid);
@@ -59,12 +77,8 @@ bool MayBeOpened(const std::string& device, const struct stat& status, const Uni
         kOpenPage);
     return false;
   }
-  if (unit.properties.empty()) return true;
   const std::vector<std::string> drivers = DriversOf(major(status.st_rdev));
-  for (const std::string& driver : drivers) {
-    if (unit.properties.find("char-" + driver + " ") != std::string::npos) return true;
-  }
-  if (drivers.empty() || unit.Property("DevicePolicy") == "auto") return true;
+  if (drivers.empty() || IsAllowed(unit, drivers, status)) return true;
   report.Fault("device",
                Text("%s has driver %s, which DeviceAllow= of the unit does not name",
                     device.c_str(), drivers.front().c_str()),
@@ -93,7 +107,7 @@ std::string Eviction(const Owner& owner, const std::string& port) {
     return "systemctl mask --now serial-getty@" + port + ".service";
   }
   const std::string unit = SystemUnitOf(owner.process);
-  if (!unit.empty()) return "systemctl disable --now " + unit;
+  if (!unit.empty()) return "systemctl disable --now " + InShell(unit);
   return Text("kill %ld", owner.process);
 }
 
@@ -125,8 +139,7 @@ bool CheckOwners(const std::string& device, const std::string& port, const Unit&
   if (!others.empty() || gateways.size() > 1) return false;
   if (gateways.empty() && sawAll) {
     report.Fault("port", "no gateway has " + device + ": it does not run",
-                 unit.name.empty() ? "systemctl enable --now qmx-gateway@" + port
-                                   : "systemctl restart " + unit.name,
+                 unit.name.empty() ? "systemctl enable --now qmx-gateway@" + port : unit.Restart(),
                  kPortPage);
     return false;
   }
@@ -167,20 +180,26 @@ void CheckCounters(const std::string& device, Report& report) {
     report.Skip("bytes", "the driver of " + device + " counts none");
     return;
   }
-  report.Measure("received_bytes_total", counters.rx);
-  report.Measure("sent_bytes_total", counters.tx);
-  report.Measure("framing_errors_total", counters.frame);
-  report.Measure("overruns_total", counters.overrun + counters.buf_overrun);
+  // The kernel's counters are unsigned, and start again behind 4 GB.
+  const auto received = static_cast<unsigned>(counters.rx);
+  const auto sent = static_cast<unsigned>(counters.tx);
+  const auto frames = static_cast<unsigned>(counters.frame);
+  const auto overruns =
+      static_cast<unsigned>(counters.overrun) + static_cast<unsigned>(counters.buf_overrun);
+  report.Measure("received_bytes_total", received);
+  report.Measure("sent_bytes_total", sent);
+  report.Measure("framing_errors_total", frames);
+  report.Measure("overruns_total", overruns);
   const std::string text =
-      Text("%d bytes received, %d sent, %d framing errors, %d overruns since the driver was loaded",
-           counters.rx, counters.tx, counters.frame, counters.overrun + counters.buf_overrun);
-  const std::string watch = "watch -d qmx-doctor " + device;
-  if (counters.rx == 0) {
+      Text("%u bytes received, %u sent, %u framing errors, %u overruns since the driver was loaded",
+           received, sent, frames, overruns);
+  const std::string watch = "watch -d qmx-doctor " + InShell(device);
+  if (received == 0) {
     report.Look("bytes", text + ": the logger sends nothing, or the cable does not carry it", watch,
                 kSilentPage);
-  } else if (counters.frame > counters.rx / 100) {
+  } else if (frames > received / 100) {
     report.Look("bytes", text + ": speed, or the cable", watch, kSilentPage);
-  } else if (counters.overrun + counters.buf_overrun > 0) {
+  } else if (overruns > 0) {
     report.Look("bytes", text + ": the machine was too busy to take them", watch, kSilentPage);
   } else {
     report.Ok("bytes", text);
@@ -202,7 +221,7 @@ void CheckDevice(const std::string& device, const Unit& unit, Report& report) {
     return;
   }
   if (!S_ISCHR(status.st_mode)) {
-    report.Fault("device", device + " is no device", "ls -l " + device, kOpenPage);
+    report.Fault("device", device + " is no device", "ls -l " + InShell(device), kOpenPage);
     return;
   }
   std::error_code error;

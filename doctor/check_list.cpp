@@ -15,10 +15,6 @@
 
 namespace {
 
-std::string Restart(const Unit& unit) {
-  return "systemctl restart " + (unit.name.empty() ? "'qmx-gateway@*'" : unit.name);
-}
-
 std::string Folder() { return std::filesystem::path(kRegisterListPath).parent_path(); }
 
 /// Whether the list can be written by the user of the service; what hinders it is reported.
@@ -43,7 +39,7 @@ bool MayBeWritten(const Unit& unit, Report& report) {
                  "df -h " + folder, kListPage);
     return false;
   }
-  const auto may = AsUser(unit.User(), "", [&folder] {
+  const auto may = AsUser(unit.User(), {}, [&folder] {
     return access(kRegisterListPath, F_OK) == 0
                ? access(kRegisterListPath, R_OK | W_OK) == 0 &&
                      !std::filesystem::is_directory(kRegisterListPath)
@@ -88,13 +84,13 @@ void Compare(const Listed& walked, const Unit& unit, Report& report) {
   } else if (list.empty()) {
     report.Fault("list",
                  Text("%s is not there or empty: no register has a number", kRegisterListPath),
-                 Restart(unit), kListPage);
+                 unit.Restart(), kListPage);
   } else {
     report.Look("list",
                 Text("%s has %ld registers, a walk of the agent %ld or others: numbers follow the "
                      "old list until LPRC or a restart",
                      kRegisterListPath, registers(list), registers(walked.list)),
-                Restart(unit), kListPage);
+                unit.Restart(), kListPage);
   }
 }
 

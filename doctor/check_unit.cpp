@@ -37,15 +37,16 @@ void CheckUnit(const Unit& unit, Report& report) {
                            restarts + " restarts, last exit status " +
                            unit.Property("ExecMainStatus") + (message.empty() ? "" : "; ") +
                            message;
-  const std::string journal = "journalctl -u " + unit.name;
+  const std::string journal = "journalctl -u " + InShell(unit.name);
   if (state != "active") {
     report.Fault("unit", text,
-                 state == "inactive" ? "systemctl enable --now " + unit.name : journal, kPortPage);
+                 state == "inactive" ? "systemctl enable --now " + InShell(unit.name) : journal,
+                 kPortPage);
   } else if (!message.empty()) {
     report.Look("unit", text, journal, kSilentPage);
   } else if (!unit.enabled) {
     report.Look("unit", text + "; it does not start with the machine",
-                "systemctl enable " + unit.name, kPortPage);
+                "systemctl enable " + InShell(unit.name), kPortPage);
   } else {
     report.Ok("unit", text);
   }

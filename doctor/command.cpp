@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -57,6 +59,18 @@ std::string LineBehind(const std::string& text, const std::string& before) {
     if (line.compare(0, before.size(), before) == 0) return line.substr(before.size());
   }
   return "";
+}
+
+std::string InShell(const std::string& word) {
+  const bool plain = std::all_of(word.begin(), word.end(), [](unsigned char character) {
+    return std::isalnum(character) != 0 || std::strchr("@%_-+=:,./", character) != nullptr;
+  });
+  if (plain) return word;
+  std::string quoted = "'";
+  for (const char character : word) {
+    quoted += character == '\'' ? "'\\''" : std::string(1, character);
+  }
+  return quoted + "'";
 }
 
 std::string ReadFile(const std::string& path) {

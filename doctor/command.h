@@ -15,6 +15,9 @@ Ended Run(const std::vector<std::string>& command);
 /// The text between `before` and the end of its line, or an empty one.
 std::string LineBehind(const std::string& text, const std::string& before);
 
+/// The word as a shell takes it: in quotes where it would read it otherwise, as in serial-by\x2did.
+std::string InShell(const std::string& word);
+
 std::string ReadFile(const std::string& path);
 
 /// The number of a process of one of these names, or 0.

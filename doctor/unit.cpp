@@ -59,6 +59,10 @@ std::string Unit::User() const {
   return user.empty() ? "qmx" : user;
 }
 
+std::string Unit::Restart() const {
+  return "systemctl restart " + InShell(name.empty() ? "qmx-gateway@*" : name);
+}
+
 std::vector<Unit> FindUnits() {
   std::set<std::string> enabled;
   std::error_code error;

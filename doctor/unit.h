@@ -15,6 +15,9 @@ struct Unit {
 
   /// Its user; that of the package where systemd does not tell.
   std::string User() const;
+
+  /// The command that restarts it, or all lines without a name.
+  std::string Restart() const;
 };
 
 /// Units that are enabled or known to systemd.
