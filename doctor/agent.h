@@ -27,6 +27,9 @@ class Agent {
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;
 
+  /// Whether there is a session: localhost has to resolve.
+  bool IsOpen() const { return handle_ != nullptr; }
+
   /// What the SNMP library had to say about its configuration and the MIB modules, a line each.
   const std::string& Complaints() const { return complaints_; }
 

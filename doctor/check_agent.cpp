@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 
 #include "doctor/checks.h"
@@ -58,6 +59,7 @@ bool FindSetting(Agent& agent, SNMPValue& value) {
 }  // namespace
 
 void CheckModules(const Agent& agent, Report& report) {
+  const std::string configuration = "/usr/share/snmp/snmp.conf";
   int known = 0;
   std::string missing;
   for (const char* name : kRegisters) {
@@ -73,8 +75,10 @@ void CheckModules(const Agent& agent, Report& report) {
     report.Fault(
         "modules",
         "the MIB modules of the instrument are not loaded" + MissingModule(agent.Complaints()),
-        "cp /usr/share/doc/qmx-gateway/examples/snmp.conf /usr/share/snmp/snmp.conf && "
-        "editor /usr/share/snmp/snmp.conf",
+        std::filesystem::exists(configuration)
+            ? "editor " + configuration
+            : "cp /usr/share/doc/qmx-gateway/examples/snmp.conf " + configuration + " && editor " +
+                  configuration,
         kModulesPage);
   } else {
     report.Fault("modules",
@@ -84,6 +88,15 @@ void CheckModules(const Agent& agent, Report& report) {
 }
 
 void CheckAgent(Agent& agent, Instrument& instrument, Report& report) {
+  if (!agent.IsOpen()) {
+    report.Fault(
+        "agent",
+        Text("no session can be opened: %s does not resolve, or clientaddr in snmp.conf is "
+             "no address of this machine: the gateway ends with status 2",
+             kAgentHost),
+        Text("getent hosts %s", kAgentHost), kSessionPage);
+    return;
+  }
   if (!Agent::Knows(kRS232Mode)) {
     report.Skip("agent", "it cannot be asked without the MIB modules");
     return;

@@ -117,20 +117,22 @@ void JudgeRange(const Expected& expected, int value, Report& report) {
   }
 }
 
-/// What the logger has to send.
+/// What the logger has to send, where that would be answered.
 void TellRequests(const SNMPValue (&values)[std::size(kExpected)], Report& report) {
   const auto valueOf = [&values](const char* name) -> const SNMPValue& {
     std::size_t i = 0;
     while (std::strcmp(kExpected[i].name, name) != 0) ++i;
     return values[i];
   };
-  if (valueOf(kRS232Mode).intValue == 0) {
+  const int mode = valueOf(kRS232Mode).intValue;
+  if (mode == 0) {
     const char station = std::to_string(valueOf(kAKStationCode).intValue)[0];
     const std::string channel = std::string(valueOf(kAKChannelNumber).strValue).substr(0, 2);
+    if (channel.size() < 2) return;
     report.Ok("requests", Text("AK, station %c, channel %s: requests look like \"%cAREG %s 12\"",
                                station, channel.c_str(), station, channel.c_str()));
-    return;
   }
+  if (mode != 1) return;
   std::string frame = std::string(1, kSTX) + Text("DA%.3d", valueOf(kInstrumentID).intValue) + kETX;
   char check[3];
   WriteCheckValue(frame.data(), static_cast<int>(frame.size()), check);

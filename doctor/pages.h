@@ -3,6 +3,7 @@
 
 constexpr char kModulesPage[] = "Unknown object name";
 constexpr char kAgentPage[] = "snmpget: Timeout";
+constexpr char kSessionPage[] = "something horrible happened!!!";
 constexpr char kRegisterPage[] = "A register has the wrong type or value";
 constexpr char kListPage[] = "an empty register list";
 constexpr char kConnectPage[] = "Error: Unable to open the database.";
