@@ -13,6 +13,7 @@
 #include "doctor/connection.h"
 #include "doctor/listener.h"
 #include "doctor/pages.h"
+#include "port/owner.h"
 #include "registers/own_registers.h"
 
 namespace {
@@ -38,6 +39,8 @@ void TellWhyNotOpen(Connection& connection, Report& report) {
     default:
       break;
   }
+  // Timed out: the kernel takes connections for a server that does not run on.
+  const bool silent = connection.Error() == CR_SERVER_LOST;
   const long server = ProcessNamed({"mariadbd", "mysqld"});
   if (server == 0) {
     report.Fault("database", "no database server runs" + reason, "systemctl restart mariadb",
@@ -46,6 +49,12 @@ void TellWhyNotOpen(Connection& connection, Report& report) {
     report.Fault("database",
                  Text("the database server (process %ld) does not listen on tcp port 3306", server),
                  "grep -rE 'skip.networking|bind.address|^port' /etc/mysql", kConnectPage);
+  } else if (silent) {
+    report.Fault(
+        "database",
+        Text("the database server (process %ld) takes the connection and says nothing", server) +
+            reason,
+        "systemctl restart mariadb", kConnectPage);
   } else {
     report.Fault("database", "the database server does not let root in" + reason,
                  Text("mysql -h %s -u %s %s", kDatabaseHost, kDatabaseUser, kDatabaseName),
@@ -60,6 +69,7 @@ std::string AlterTable(const std::string& how) {
 /// Whether the table is one that records can be taken from.
 bool CheckTable(Connection& connection, Report& report) {
   const QueryResult columns = connection.Ask(Text("SHOW COLUMNS FROM %s", kDataTable));
+  if (connection.IsLost()) return false;
   if (!columns) {
     report.Fault("table", connection.Reason() + ": ASTO, SSTO and LDHD are refused",
                  Text("mysql -e 'SHOW TABLES' %s", kDatabaseName), kSelectPage);
@@ -90,19 +100,20 @@ bool CheckTable(Connection& connection, Report& report) {
                  AlterTable("MODIFY time_stamp DATETIME FIRST"), kSelectPage);
     return false;
   }
-  return true;
+  return !connection.IsLost();
 }
 
 void CheckIndex(Connection& connection, Report& report) {
   const QueryResult index = connection.Ask(
       Text("SHOW INDEX FROM %s WHERE Column_name='time_stamp' AND Seq_in_index=1", kDataTable));
-  if (index && mysql_num_rows(index.get()) > 0) return;
+  if (!index || mysql_num_rows(index.get()) > 0) return;
   using Clock = std::chrono::steady_clock;
   const auto start = Clock::now();
   connection.Ask(Text(kAllColumns, kDataTable, "1970-01-01", 1));
   const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
   const std::string text =
-      Text("time_stamp has no index: every ASTO sorts the whole table, %.2f s now", seconds);
+      Text("time_stamp has no index: every ASTO sorts the whole table, %s%.2f s now",
+           connection.IsLost() ? "more than " : "", seconds);
   const std::string cure = AlterTable("ADD INDEX (time_stamp)");
   if (seconds > kSlowSort) {
     report.Fault("index", text, cure, kSelectPage);
@@ -128,6 +139,7 @@ void CheckColumns(Connection& connection, const std::string& pointer, Report& re
     return;
   }
   const QueryResult result = connection.Ask(statement);
+  if (connection.IsLost()) return;
   if (result) {
     report.Ok("columns", Text("%u fields a record, %s", mysql_num_fields(result.get()),
                               ordered ? kColumnOrderPath : "all columns of the table"));
@@ -140,25 +152,34 @@ void CheckColumns(Connection& connection, const std::string& pointer, Report& re
 
 void CheckPointer(Connection& connection, const std::string& pointer, Report& report) {
   const std::string newest = connection.AskOne(Text("SELECT MAX(time_stamp) FROM %s", kDataTable));
-  const std::string records = connection.AskOne(Text("SELECT COUNT(*) FROM %s", kDataTable));
-  report.Measure("records", std::atof(records.c_str()));
+  if (connection.IsLost()) return;
   if (newest.empty()) {
+    report.Measure("records", 0);
     report.Ok("records", Text("%s is empty", kDataTable));
     return;
   }
   const std::string age =
       connection.AskOne("SELECT TIMESTAMPDIFF(SECOND, '" + newest + "', NOW())");
   report.Measure("newest_record_age_seconds", std::atof(age.c_str()));
-  const std::string stock = records + " records up to " + newest;
+  const bool ahead =
+      !pointer.empty() && connection.AskOne("SELECT '" + pointer + "'>'" + newest + "'") == "1";
+  // A table may be served well that cannot be counted in time: that costs a connection of its own.
+  const auto count = [&report](const char* measure, const std::string& condition) {
+    const std::string number =
+        Connection().AskOne(Text("SELECT COUNT(*) FROM %s", kDataTable) + condition);
+    if (number.empty()) return std::string("too many to be counted in 3 s");
+    report.Measure(measure, std::atof(number.c_str()));
+    return number;
+  };
+  std::string stands;
   if (pointer.empty()) {
-    report.Ok("records", stock + "; no pointer yet, ASTO begins with the oldest");
-    return;
+    stands = "; no pointer yet, ASTO begins with the oldest";
+  } else {
+    stands = "; pointer " + pointer + ", " +
+             count("records_behind_pointer", " WHERE time_stamp>'" + pointer + "'") + " behind it";
   }
-  const std::string condition = Text(" FROM %s WHERE time_stamp>'%s'", kDataTable, pointer.c_str());
-  const std::string behind = connection.AskOne("SELECT COUNT(*)" + condition);
-  report.Measure("records_behind_pointer", std::atof(behind.c_str()));
-  const std::string stands = stock + "; pointer " + pointer + ", " + behind + " behind it";
-  if (connection.AskOne("SELECT '" + pointer + "'>'" + newest + "'") == "1") {
+  stands = count("records", "") + " records up to " + newest + stands;
+  if (ahead) {
     report.Look("records", stands + ": nothing is sent until a newer one is logged",
                 "qmx-console LINE ssto E", kSelectPage);
   } else {
@@ -166,22 +187,13 @@ void CheckPointer(Connection& connection, const std::string& pointer, Report& re
   }
 }
 
-}  // namespace
-
-void CheckDatabase(const Instrument& instrument, Report& report) {
-  Connection connection;
-  if (!connection.IsOpen()) {
-    TellWhyNotOpen(connection, report);
-    return;
-  }
-  report.Ok("database", Text("reached as %s at %s without a password, database \"%s\"",
-                             kDatabaseUser, kDatabaseHost, kDatabaseName));
+void CheckRecords(Connection& connection, const std::string& pointer, Report& report) {
   if (!CheckTable(connection, report)) return;
   CheckIndex(connection, report);
-  const std::string pointer = instrument.pointer.value_or("");
   const bool usable =
       StaysQuoted(pointer.c_str()) &&
       (pointer.empty() || !connection.AskOne("SELECT CAST('" + pointer + "' AS DATETIME)").empty());
+  if (connection.IsLost()) return;
   if (!usable) {
     report.Fault("pointer",
                  Text("%s is \"%s\", which is no time stamp: ASTO begins with the oldest record "
@@ -191,4 +203,50 @@ void CheckDatabase(const Instrument& instrument, Report& report) {
   }
   CheckColumns(connection, usable ? pointer : "", report);
   if (usable) CheckPointer(connection, pointer, report);
+}
+
+/// Whether the gateway that has the port got its connection: it gives up after ten attempts, and
+/// for good. One that it lost it gets back with its next statement.
+void CheckGateway(const std::string& device, const Unit& unit, Report& report) {
+  for (const Owner& owner : PortOwners(device)) {
+    if (owner.program != "qmx-gateway" || HasConnection(owner.process, 3306) != false) continue;
+    const std::string said =
+        Run({"journalctl", "-b", "-o", "cat", "-q", "--no-pager", "-n", "1", "-g",
+             "^Error: Unable to open the database", Text("_PID=%ld", owner.process)})
+            .output;
+    if (said.empty()) {
+      report.Look("database",
+                  Describe(owner) +
+                      " has no connection to it: if it gave up when it started, ASTO, SSTO and "
+                      "LDHD are refused until it is restarted",
+                  unit.Restart(), kConnectPage);
+    } else {
+      report.Fault("database",
+                   Describe(owner) +
+                       " gave up before the database could be reached: ASTO, SSTO and LDHD are "
+                       "refused until it is restarted",
+                   unit.Restart(), kConnectPage);
+    }
+    return;
+  }
+}
+
+}  // namespace
+
+void CheckDatabase(const Instrument& instrument, const std::string& device, const Unit& unit,
+                   Report& report) {
+  Connection connection;
+  if (!connection.IsOpen()) {
+    TellWhyNotOpen(connection, report);
+    return;
+  }
+  report.Ok("database", Text("reached as %s at %s without a password, database \"%s\"",
+                             kDatabaseUser, kDatabaseHost, kDatabaseName));
+  CheckGateway(device, unit, report);
+  CheckRecords(connection, instrument.pointer.value_or(""), report);
+  if (connection.IsLost()) {
+    report.Look("table",
+                "a statement was not answered in 3 s: the table is large, locked or being altered",
+                "mysql -e 'SHOW FULL PROCESSLIST'", kSelectPage);
+  }
 }

@@ -32,8 +32,10 @@ void CheckRegisters(Agent& agent, Instrument& instrument, Report& report);
 /// says, and can be written by the user of the service.
 void CheckRegisterList(const Instrument& instrument, const Unit& unit, Report& report);
 
-/// The database, its table, the columns asked for, and where the pointer stands among the records.
-void CheckDatabase(const Instrument& instrument, Report& report);
+/// The database, whether the device's gateway has it, its table, the columns asked for, and where
+/// the pointer stands among the records.
+void CheckDatabase(const Instrument& instrument, const std::string& device, const Unit& unit,
+                   Report& report);
 
 /// The device, who has it, and what the kernel has counted on it.
 void CheckDevice(const std::string& device, const Unit& unit, Report& report);

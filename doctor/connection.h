@@ -1,6 +1,7 @@
 // The database, reached as the gateway reaches it, but with an end to each wait.
 #pragma once
 
+#include <errmsg.h>
 #include <mysql.h>
 
 #include <string>
@@ -26,6 +27,9 @@ class Connection {
   bool IsOpen() const { return open_; }
   unsigned Error() { return mysql_errno(&mysql_); }
   std::string Reason() { return mysql_error(&mysql_); }
+
+  /// Whether it ended at a statement that was not answered in time; whatever is asked then fails.
+  bool IsLost() { return open_ && (Error() == CR_SERVER_LOST || Error() == CR_SERVER_GONE_ERROR); }
 
   /// Null when the statement fails.
   QueryResult Ask(const std::string& statement) {

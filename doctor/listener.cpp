@@ -14,26 +14,30 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Sockets that have the local port, of /proc/net/udp or tcp; those of tcp in state 0A (listening).
-std::set<std::string> SocketsOf(const std::string& table, int port, unsigned state) {
+enum class End { kLocal, kRemote };
+
+/// Sockets of /proc/net/udp or tcp with this port at that end; in any state with state 0 (0A is
+/// listening).
+std::set<std::string> SocketsOf(const std::string& table, End end, unsigned port, unsigned state) {
   std::set<std::string> sockets;
   std::ifstream lines(table);
   for (std::string line; std::getline(lines, line);) {
-    int local = 0;
+    unsigned local = 0;
+    unsigned remote = 0;
     unsigned socketState = 0;
     unsigned long inode = 0;
-    if (std::sscanf(line.c_str(), " %*d: %*[0-9A-F]:%x %*[0-9A-F]:%*x %x %*s %*s %*s %*d %*d %lu",
-                    reinterpret_cast<unsigned*>(&local), &socketState, &inode) == 3 &&
-        local == port && (state == 0 || socketState == state)) {
+    if (std::sscanf(line.c_str(), " %*d: %*[0-9A-F]:%x %*[0-9A-F]:%x %x %*s %*s %*s %*d %*d %lu",
+                    &local, &remote, &socketState, &inode) == 4 &&
+        (end == End::kLocal ? local : remote) == port && (state == 0 || socketState == state)) {
       sockets.insert("socket:[" + std::to_string(inode) + "]");
     }
   }
   return sockets;
 }
 
-std::string Listener(const std::string& protocol, int port, unsigned state) {
-  std::set<std::string> sockets = SocketsOf("/proc/net/" + protocol, port, state);
-  sockets.merge(SocketsOf("/proc/net/" + protocol + "6", port, state));
+std::string Listener(const std::string& protocol, unsigned port, unsigned state) {
+  std::set<std::string> sockets = SocketsOf("/proc/net/" + protocol, End::kLocal, port, state);
+  sockets.merge(SocketsOf("/proc/net/" + protocol + "6", End::kLocal, port, state));
   if (sockets.empty()) return "";
   std::error_code error;
   for (const auto& process : fs::directory_iterator("/proc", error)) {
@@ -52,6 +56,17 @@ std::string Listener(const std::string& protocol, int port, unsigned state) {
 
 }  // namespace
 
-std::string UDPListener(int port) { return Listener("udp", port, 0); }
+std::string UDPListener(unsigned port) { return Listener("udp", port, 0); }
 
-std::string TCPListener(int port) { return Listener("tcp", port, 0x0A); }
+std::string TCPListener(unsigned port) { return Listener("tcp", port, 0x0A); }
+
+std::optional<bool> HasConnection(long process, unsigned port) {
+  const fs::path folder = fs::path("/proc") / std::to_string(process);
+  const std::set<std::string> sockets = SocketsOf(folder / "net/tcp", End::kRemote, port, 0);
+  std::error_code error;
+  for (const auto& descriptor : fs::directory_iterator(folder / "fd", error)) {
+    if (sockets.count(fs::read_symlink(descriptor.path(), error)) > 0) return true;
+  }
+  if (error) return std::nullopt;
+  return false;
+}

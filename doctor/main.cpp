@@ -64,7 +64,7 @@ int Examine(Options options) {
   if (options.textfile.empty()) CheckWriting(agent, instrument, report);
   CheckRegisters(agent, instrument, report);
   CheckRegisterList(instrument, unit, report);
-  CheckDatabase(instrument, report);
+  CheckDatabase(instrument, options.device, unit, report);
   CheckDevice(options.device, unit, report);
   CheckUnit(unit, report);
   CheckClock(unit, report);
