@@ -102,7 +102,8 @@ std::string SystemUnitOf(long process) {
 }
 
 /// A command that makes this one give up the port.
-std::string Eviction(const Owner& owner, const std::string& port) {
+std::string Eviction(const Owner& owner, const std::string& device, const std::string& port) {
+  if (owner.process == 0) return "qmx-port " + InShell(device) + "  # as root";
   if (owner.program.find("getty") != std::string::npos || owner.program == "login") {
     return "systemctl mask --now serial-getty@" + port + ".service";
   }
@@ -128,13 +129,13 @@ bool CheckOwners(const std::string& device, const std::string& port, const Unit&
                      (other.how == How::kOpen
                           ? ", without a lock: each byte that comes reaches only one of them"
                           : ": the gateway waits until it is free"),
-                 Eviction(other, port), kPortPage);
+                 Eviction(other, device, port), kPortPage);
   }
   if (gateways.size() > 1) {
     report.Fault("port",
                  "two gateways have " + device + ": " + Describe(gateways[0]) + " and " +
                      Describe(gateways[1]),
-                 Eviction(gateways[1], port), kPortPage);
+                 Eviction(gateways[1], device, port), kPortPage);
   }
   if (!others.empty() || gateways.size() > 1) return false;
   if (gateways.empty() && sawAll) {

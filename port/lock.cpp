@@ -55,6 +55,8 @@ std::optional<Owner> PortLock::WriteLockFile(const std::string& device,
   file << LockText(program);
   file.close();
   if (!file) return std::nullopt;
+  // Whatever the caller's umask: a lock file is for others to read.
+  fs::permissions(draft, fs::perms(0644), error);
   std::optional<Owner> owner;
   for (int attempt = 0; attempt < 2 && file_.empty() && !owner; ++attempt) {
     if (link(draft.c_str(), path.c_str()) == 0) {

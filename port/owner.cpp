@@ -78,6 +78,11 @@ class Search {
       const std::string name = entry.path().filename();
       if (name.compare(0, prefix.size(), prefix) != 0) continue;
       if (!NamesPort(name.substr(prefix.size()), device_, port_)) continue;
+      // It stands for a living process until somebody who may read it sees otherwise.
+      if (access(entry.path().c_str(), R_OK) != 0 && errno == EACCES) {
+        Add(0, How::kLockFile,
+            "the owner of " + entry.path().string() + ", which this user may not read");
+      }
       std::ifstream file(entry.path());
       long process = 0;
       std::string program;

@@ -22,7 +22,8 @@ enum class How {
 
 struct Owner {
   long process;         ///< its number; 0 when that cannot be seen from here
-  std::string program;  ///< its name, cut to 15 characters by the kernel; empty when not known
+  std::string program;  ///< its name, cut to 15 characters by the kernel, or words for it where its
+                        ///< number is 0; empty when not known
   How how;              ///< the first of the ways that applies
 };
 
@@ -31,8 +32,9 @@ std::string Describe(const Owner& owner);
 
 /// Everybody but this process who has the port, each process once. All names of a port are one:
 /// symbolic links are followed, and devices compared by their numbers. Lock files whose process has
-/// ended do not count. A program that has a pseudo-terminal's other end open, as socat has, is no
-/// user of it but what serves it. Empty when there is no such device.
+/// ended do not count, those that this user may not read do. A program that has a pseudo-terminal's
+/// other end open, as socat has, is no user of it but what serves it. Empty when there is no such
+/// device.
 ///
 /// Only root sees what the processes of other users have open; `sawAll` tells whether there was any
 /// process that this user may not look into.

@@ -135,6 +135,13 @@ TEST_F(Port, OfOthersIsNotSeenByEverybody) {
     _exit(setuid(65534) == 0 && PortOwners(device_, &sawAll).empty() && !sawAll ? 5 : 1);
   });
   EXPECT_EQ(nobody.Wait(), 5);
+  std::ofstream(file_) << "    999999 gone root\n";
+  std::filesystem::permissions(file_, std::filesystem::perms(0600));
+  Neighbour other([this] {
+    const auto owner = setuid(65534) == 0 ? PortOwner(device_) : std::nullopt;
+    _exit(owner && owner->process == 0 && owner->how == How::kLockFile ? 5 : 1);
+  });
+  EXPECT_EQ(other.Wait(), 5);
 }
 
 }  // namespace
