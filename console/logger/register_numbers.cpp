@@ -123,6 +123,7 @@ Register RegisterNumbers::FindOne(const std::string& word) {
 /// gap's size apart, one falls into the gap.
 void RegisterNumbers::FindGaps() {
   if (gapsKnown_) return;
+  gaps_.clear();  // An earlier try may have left some that were not certain.
   const int leftOut = total_ - static_cast<int>(Names().size());
   const std::vector<int> sizes = GapsOf(leftOut);
   bool certain = (leftOut == 0 || !sizes.empty()) && Exists(total_);

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
+#include <set>
 #include <thread>
 
 #include "fixture.h"
@@ -106,6 +108,42 @@ TEST(ConsoleLine, TakesNoNameForAnUncertainNumber) {
   EXPECT_EQ(console.Wait(), 1);
   EXPECT_EQ(console.Errors(),
             "The numbers of the registers are not certain here: give a number.\n");
+}
+
+/// Plays the gateway until the console has ended. `answer` is given function code and arguments.
+using Answering = std::function<std::string(const std::string&, const std::string&)>;
+void Play(const Line& line, Child& console, const Answering& answer) {
+  while (console.Running()) {
+    const std::string request = line.ReceiveUntil("\x03", 500);
+    if (request.size() < 8) continue;
+    const bool more = request.size() > 11;
+    line.Send(answer(request.substr(2, 4), more ? request.substr(10, request.size() - 11) : ""));
+  }
+}
+
+TEST(ConsoleLine, ForgetsGapsThatWereUncertain) {
+  std::string names;
+  std::set<std::string> numbers;
+  for (int place = 1; place < 80; ++place) {
+    names += (place == 1 ? "r" : ",r") + std::to_string(place) + ".0";
+    numbers.insert(std::to_string(place + (place > 33 ? 31 : 0) + (place > 36 ? 29 : 0)));
+  }
+  const Line line;
+  Child console({"sh", "-c",
+                 "printf 'areg r40\nereg r40 5\n' | " + Program("qmx-console") + " " +
+                     line.Device()});
+  bool refuses = true;  // once
+  std::string written;
+  Play(line, console, [&](const std::string& code, const std::string& arguments) {
+    if (code == "LPRC") return Reply("4LPRC 0 139") + names + "\r\n";
+    const std::string number = arguments.substr(0, arguments.find(' '));
+    if (code == "EREG") written = arguments;
+    const bool refused = numbers.count(number) == 0 || (number == "66" && refuses);
+    if (number == "66") refuses = false;
+    return Reply("4" + code + " 0 " + (refused ? "SE" : number + (code == "AREG" ? " 7" : "")));
+  });
+  EXPECT_EQ(written, "100 5") << console.Output() << console.Errors();
+  EXPECT_NE(console.Errors().find("not certain here"), std::string::npos);
 }
 
 TEST(ConsoleLine, TellsWhatInterruptedIt) {
