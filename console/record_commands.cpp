@@ -67,9 +67,7 @@ struct RecordOptions : DownloadOptions {
 };
 
 void DownloadRecords(Session& session, const RecordOptions& options) {
-  // Lives longer than the pointer, which is put back through the line. What nobody reads any more
-  // is an error of writing.
-  const Interrupt interrupt(Interrupt::Then::kFinish);
+  // What nobody reads any more is an error of writing.
   std::signal(SIGPIPE, SIG_IGN);
   const bool json = session.report.Json() && options.file != "-";
   Outcome outcome;
@@ -88,13 +86,14 @@ void DownloadRecords(Session& session, const RecordOptions& options) {
   RequireWhole(options.file, outcome);
 }
 
+/// Behind it the pointer is where it was.
+Outcome Proved(Session& session, const RecordOptions& options) {
+  LoggerSource source(session.logger, session.numbers);
+  return Prove(source, options);
+}
+
 void ProveFile(Session& session, const RecordOptions& options) {
-  const Interrupt interrupt(Interrupt::Then::kFinish);
-  Outcome outcome;
-  {
-    LoggerSource source(session.logger, session.numbers);
-    outcome = Prove(source, options);
-  }
+  const Outcome outcome = Proved(session, options);
   std::cout << (session.report.Json() ? OutcomeJson("PROVE", options.file, outcome, options.gaps)
                                       : OutcomeText(options.file, outcome, options.gaps))
             << std::flush;
@@ -133,8 +132,8 @@ std::string ProofOf(Session& session, const std::vector<std::string>& files) {
     RecordFile file(name);
     RecordFile::Line first;
     if (file.Next(first) && SpanOf(TimeStamp(first.text))) options.from = TimeStamp(first.text);
-    LoggerSource source(session.logger, session.numbers);
-    proof += HoldsText(name, Prove(source, options));
+    proof += HoldsText(name, Proved(session, options));
+    Interrupt::Stop();
   }
   return proof;
 }

@@ -33,6 +33,9 @@ Interrupt::~Interrupt() {
 int Interrupt::Noted() { return g_noted; }
 
 void Interrupt::Check() {
-  if (g_noted == 0 || g_then != Then::kAbort) return;
-  throw Failure(kInterrupted + g_noted, "Interrupted.");
+  if (g_then == Then::kAbort) Stop();
+}
+
+void Interrupt::Stop() {
+  if (g_noted != 0) throw Failure(kInterrupted + g_noted, "Interrupted.");
 }

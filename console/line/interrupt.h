@@ -22,6 +22,9 @@ class Interrupt {
   /// Throws Failure(128 + signal) when one was noted that is to abort the command.
   static void Check();
 
+  /// The same whatever it is to do: where a command can stop.
+  static void Stop();
+
  private:
   static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
   struct sigaction earlier_[3];

@@ -15,7 +15,7 @@ constexpr int kTries = 3;
 template <typename Asking>
 auto Again(std::optional<std::string>& at, const Asking& ask) {
   for (int tries = 1;; ++tries) {
-    if (Interrupt::Noted() != 0) throw Failure(kInterrupted + Interrupt::Noted(), "Interrupted.");
+    Interrupt::Stop();
     try {
       return ask();
     } catch (const Failure& failure) {

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "line/failure.h"
+#include "line/interrupt.h"
 #include "records/logger_source.h"
 #include "registers/own_registers.h"
 #include "registers/type_prefix.h"
@@ -126,13 +127,18 @@ void JudgeRecords(Session& session, bool newest, Findings& findings) {
   }
 }
 
-void JudgeNewest(Session& session, Findings& findings) {
-  // Puts the pointer back, which it can once it was set.
+/// The newest record's time stamp; behind that the pointer is put back, which it can be once it was
+/// set.
+std::string Newest(Session& session) {
   LoggerSource records(session.logger, session.numbers);
   const std::string before = records.Get();
   records.Set(before.empty() ? kBeforeAllRecords : before);
   records.Step("E");
-  const std::string newest = records.Get();
+  return records.Get();
+}
+
+void JudgeNewest(Session& session, Findings& findings) {
+  const std::string newest = Newest(session);
   std::int64_t seconds = 0;
   const std::string age = AgeText(newest, seconds);
   const bool right = !age.empty() && seconds >= -60 && seconds < 86400;
@@ -172,6 +178,7 @@ void Try(const char* topic, Steady::time_point end, Findings& findings, const St
     if (failure.status == kNoDevice || failure.status >= kInterrupted) throw;
     findings.Add(Kind::kLook, topic, failure.what());
   }
+  Interrupt::Stop();
 }
 
 }  // namespace

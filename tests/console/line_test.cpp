@@ -146,13 +146,34 @@ TEST(ConsoleLine, ForgetsGapsThatWereUncertain) {
   EXPECT_NE(console.Errors().find("not certain here"), std::string::npos);
 }
 
-TEST(ConsoleLine, TellsWhatInterruptedIt) {
-  for (const int signal : {SIGINT, SIGTERM}) {
-    const Line line;
-    Child console({Program("qmx-console"), line.Device(), "areg", "7"});
-    EXPECT_EQ(ReceiveRequest(line), Request("4AREG K0 7"));
-    console.Signal(signal);
-    EXPECT_EQ(console.Wait(), 128 + signal);
+TEST(ConsoleLine, PutsThePointerBackWhenInterrupted) {
+  const std::string file = LabPath("held.csv");
+  WriteFile(file, "Date,Time,mass\n2020-01-01,00:00:00,1\n");
+  const std::string where = "2020-06-01 12:00:00";
+  for (const auto& words : {"report " + file, std::string("check --newest")}) {
+    for (const bool prompt : {false, true}) {
+      WriteFile(LabPath("commands"), words + "\n");
+      const Line line;
+      Child console({"sh", "-c",
+                     "exec " + Program("qmx-console") + " " + line.Device() + " " +
+                         (prompt ? "<" + LabPath("commands") : words)});
+      std::string pointer = where;
+      long steps = 0;
+      Play(line, console, [&](const std::string& code, const std::string& arguments) {
+        const std::string done = "4" + code + " 0";
+        if (code == "LPRC") return Reply("4LPRC 0 1") + "qmxDatabasePointer.0\r\n";
+        if (code == "AREG") return Reply(done + " 1 " + pointer);
+        if (code == "EREG") pointer = arguments.substr(2);
+        if (code == "EREG") return Reply(done + " 1");
+        if (code == "SSTO" || code == "ASTO") pointer = "2020-01-01 00:00:00";
+        if (code == "SSTO" && ++steps == 1) console.Signal(SIGINT);
+        if (code == "SSTO") return Reply(done);
+        if (code == "ASTO") return Reply(done + " 1") + "2020-01-01,00:00:00,1\r\n";
+        return Reply(done + (code.compare(0, 2, "SF") == 0 ? " SE" : " 5"));
+      });
+      EXPECT_EQ(console.Wait(), 128 + SIGINT) << words << console.Errors();
+      EXPECT_TRUE(steps > 0 && pointer == where) << words << pointer;
+    }
   }
 }
 
