@@ -33,6 +33,22 @@ std::string_view WithoutSources(std::string_view file) {
   return file;
 }
 
+constexpr char kFirstLine[] = "<!DOCTYPE html>";
+
+/// Throws Failure when something else than a page is there: its name may have been forgotten, and a
+/// file of records stands in its place.
+void RequirePage(const std::string& path) {
+  std::error_code failed;
+  if (!std::filesystem::exists(path, failed)) return;
+  std::string begin;
+  if (std::filesystem::is_regular_file(path, failed)) {
+    if (std::filesystem::file_size(path, failed) == 0) return;
+    begin.resize(sizeof kFirstLine - 1);
+    std::ifstream(path, std::ios::binary).read(begin.data(), sizeof kFirstLine - 1);
+  }
+  if (begin != kFirstLine) throw Failure(kUsage, path + " is no page: name another file.");
+}
+
 /// How many bytes the UTF-8 character that begins here has; 0 when none does.
 std::size_t CharacterSize(std::string_view text) {
   const auto byte = [&](std::size_t i) {
@@ -91,7 +107,7 @@ std::string HtmlText(const std::string& text) {
 }
 
 void BeginPage(std::ostream& page, const std::string& title, std::string_view style) {
-  page << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+  page << kFirstLine << "\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
        << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
        // Nothing is fetched, whatever a record says.
        << "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
@@ -107,6 +123,7 @@ void WritePage(const std::string& path, const std::function<void(std::ostream&)>
     if (!std::cout.flush()) throw Failure(kUsage, "The page cannot be written.");
     return;
   }
+  RequirePage(path);
   const std::string part = path + ".part";
   std::ofstream page(part, std::ios::binary | std::ios::trunc);
   if (page) write(page);

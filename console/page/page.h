@@ -15,7 +15,7 @@ std::string HtmlText(const std::string& text);
 void BeginPage(std::ostream& page, const std::string& title, std::string_view style = {});
 
 /// Writes a page into a new file that takes the place of the old one in one step; "-" is standard
-/// output. Throws Failure(kUsage) when it cannot be written.
+/// output. Throws Failure(kUsage) when it cannot be written, or when that file is no page.
 void WritePage(const std::string& path, const std::function<void(std::ostream&)>& write);
 
 /// "made by qmx-console VERSION on DATE", and the end.
