@@ -174,7 +174,9 @@ Outcome Proof::Summary(bool whole) const {
   outcome.older =
       std::max(0L, held.Between(window_.behind, std::min(oldest_, window_.before))) + oldestGone_;
   for (const Record& record : store_.Rejected()) {
-    const bool counts = record.stamp > window_.behind && record.stamp < window_.before;
+    // One that is older than the oldest is counted with those.
+    const bool counts = record.stamp > window_.behind && record.stamp >= oldest_ &&
+                        record.stamp < window_.before;
     outcome.rejected += counts ? 1 : 0;
   }
   outcome.records = held.Between(window_.behind, window_.before) - outcome.older - outcome.rejected;

@@ -143,6 +143,10 @@ TEST_F(Proof100000, OneBadRecordCostsItselfAlone) {
       EXPECT_EQ(Lines(), lines_);
     }
   }
+  // Nor once the instrument no longer has it.
+  instrument_.Clear(2);
+  const Outcome outcome = Prove(instrument_, options_);
+  EXPECT_EQ(std::tuple(outcome.rejected, outcome.records, outcome.older), std::tuple(3, 199, 2));
 }
 
 TEST_F(Proof100000, ReadsTwiceWhatALineMayChange) {
