@@ -42,6 +42,10 @@ Logger::Logger(Line& line, Address address, milliseconds patience)
     : address_(std::move(address)), wire_(line, address_, patience), attribution_(FirstMark()) {}
 
 void Logger::SendAK(const std::string& code, const std::string& arguments) {
+  // The gateway would see another request behind the first.
+  if (arguments.find_first_of(std::string{kSTX, kETX, 0}) != std::string::npos) {
+    throw Failure(kUsage, "A request cannot have the byte STX, ETX or NUL in it.");
+  }
   wire_.SendAK((address_.station + code) + " " + address_.channel +
                (arguments.empty() ? "" : " " + arguments));
 }
