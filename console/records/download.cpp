@@ -100,7 +100,9 @@ class Work {
     Proof proof(reader_, store_, window_, pace_);
     Outcome outcome = store_.IsFile() ? proof.Mend() : proof.Find();
     outcome.whole = outcome.whole && EndsWithNewest(outcome, goal);
-    if (options_.from != kPointer) return outcome;
+    // What went to standard output only in part comes again.
+    const bool kept = store_.IsFile() || (outcome.whole && outcome.rejected == 0);
+    if (options_.from != kPointer || !kept) return outcome;
     reader_.Set(Reached());
     source_.Stay();
     if (store_.IsFile()) beginning_.Done();

@@ -139,8 +139,9 @@ void RequireWhole(const std::string& file, const Outcome& outcome) {
   }
   if (outcome.rejected == 0) return;
   throw Failure(kBroken, RecordsText(outcome.rejected) + " of the instrument cannot be " +
-                             (outcome.rejected == 1 ? "one" : "such") + " in a file: " + file +
-                             ".rejected keeps what came.");
+                             (outcome.rejected == 1 ? "one" : "such") + " in a file" +
+                             (file == "-" ? ": download into one, and what came is kept beside it."
+                                          : ": " + file + ".rejected keeps what came."));
 }
 
 Progress::Progress() : terminal_(isatty(2) == 1) {}

@@ -141,6 +141,10 @@ TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
               "2020-01-01 00:05:00,a line end in a text,\"2020-01-01,00:05:00,40,1\\r\\n2\"\n"
               "2020-01-01 00:05:00,a line end in a text,\"2020-01-01,00:05:00,41,a\\nb\"\n");
   }
+  // Where nothing keeps it the pointer does not pass it.
+  ASSERT_EQ(Ask({"ereg", "17", pointer.substr(0, 10)}).status, 0);
+  EXPECT_EQ(Ask({"download", "-", "--from", "pointer"}).status, 5);
+  EXPECT_EQ(Ask({"areg", "17"}).output, "17  " + pointer.substr(0, 10) + "\n");
   auto all = expected("WHERE number NOT BETWEEN 40 AND 42");
   all.push_back("2020-01-01,00:06:00,42,\"say \"\"x\"\"\"");
   std::sort(all.begin(), all.end());
