@@ -186,8 +186,9 @@ bool Desk::Run(std::string line) {
   // As in a shell: what is read from a file ends with an interrupt, the console with any other
   // signal.
   const int noted = Interrupt::Noted();
-  if (noted != 0 && noted != SIGINT) status_ = kInterrupted + noted;
-  return !left_ && (noted == 0 || (noted == SIGINT && terminal_));
+  const bool ends = noted != 0 && (noted != SIGINT || !terminal_);
+  if (ends) status_ = kInterrupted + noted;
+  return !left_ && !ends;
 }
 
 /// libedit's callbacks know no context.

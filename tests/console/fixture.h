@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <functional>
 #include <regex>
 #include <string>
 #include <vector>
@@ -54,6 +55,17 @@ inline std::string ReceiveRequest(const Line& line, const std::string& late = ""
     request = line.ReceiveUntil("\x03");
   }
   return request;
+}
+
+/// Plays the gateway until the console has ended. `answer` is given function code and arguments.
+using Answering = std::function<std::string(const std::string&, const std::string&)>;
+inline void Play(const Line& line, Child& console, const Answering& answer) {
+  while (console.Running()) {
+    const std::string request = line.ReceiveUntil("\x03", 500);
+    if (request.size() < 8) continue;
+    const bool more = request.size() > 11;
+    line.Send(answer(request.substr(2, 4), more ? request.substr(10, request.size() - 11) : ""));
+  }
 }
 
 class Console : public testing::Test {

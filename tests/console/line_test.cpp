@@ -4,7 +4,6 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <functional>
 #include <set>
 #include <thread>
 
@@ -108,17 +107,6 @@ TEST(ConsoleLine, TakesNoNameForAnUncertainNumber) {
   EXPECT_EQ(console.Wait(), 1);
   EXPECT_EQ(console.Errors(),
             "The numbers of the registers are not certain here: give a number.\n");
-}
-
-/// Plays the gateway until the console has ended. `answer` is given function code and arguments.
-using Answering = std::function<std::string(const std::string&, const std::string&)>;
-void Play(const Line& line, Child& console, const Answering& answer) {
-  while (console.Running()) {
-    const std::string request = line.ReceiveUntil("\x03", 500);
-    if (request.size() < 8) continue;
-    const bool more = request.size() > 11;
-    line.Send(answer(request.substr(2, 4), more ? request.substr(10, request.size() - 11) : ""));
-  }
 }
 
 TEST(ConsoleLine, ForgetsGapsThatWereUncertain) {

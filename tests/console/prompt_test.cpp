@@ -62,24 +62,28 @@ TEST_F(Console, TakesInterruptsAtItsPrompt) {
 }
 
 TEST_F(Console, IsEndedBySignals) {
-  const Child silent(
-      {"socat", "pty,rawer,link=" + LabPath("silent"), "pty,rawer,link=" + LabPath("far")});
-  ASSERT_TRUE(WaitFor([] { return access(LabPath("silent").c_str(), F_OK) == 0; }));
-  // From a file, an interrupt ends what would have followed, too.
-  WriteFile(LabPath("commands"), "set timeout 1000\nlcfg\nset\n");
-  Child reads({"sh", "-c",
-               "exec " + Program("qmx-console") + " " + LabPath("silent") + " --trace <" +
-                   LabPath("commands")});
-  ASSERT_TRUE(WaitFor([&] { return reads.Errors().find("LCFG") != std::string::npos; }));
-  reads.Signal(SIGINT);
-  EXPECT_EQ(reads.Wait(), 128 + SIGINT);
-  EXPECT_EQ(reads.Output(), "");
+  // From a file, an interrupt ends what would have followed, too, also behind what ends well.
+  for (const std::string words : {"lcfg", "watch 1"}) {
+    WriteFile(LabPath("commands"), "set timeout 1000\n" + words + "\nset\n");
+    const Line line;
+    Child reads({"sh", "-c",
+                 "exec " + Program("qmx-console") + " " + line.Device() + " <" +
+                     LabPath("commands")});
+    Play(line, reads, [&](const std::string& code, const std::string&) {
+      if (code[0] == 'L') reads.Signal(SIGINT);
+      return code == "LCFG"   ? ""
+             : code == "LPRC" ? Reply("4LPRC 0 1") + "a.0\r\n"
+                              : Reply("4AREG 0 1 5");
+    });
+    EXPECT_EQ(reads.Wait(), 128 + SIGINT) << words;
+    EXPECT_EQ(reads.Output(), "");
+  }
   // At the prompt, the end of the terminal's session ends the console, a watch or not.
   Typed typed(device_);
   typed.Shows("qmx> ");
   typed.Shows("q ends", "watch 29\r");
-  typed.console.Signal(SIGTERM);
-  EXPECT_EQ(typed.console.Wait(), 128 + SIGTERM);
+  typed.console.Signal(SIGHUP);
+  EXPECT_EQ(typed.console.Wait(), 128 + SIGHUP);
 }
 
 TEST_F(Console, CompletesWhatIsTyped) {
