@@ -1,5 +1,7 @@
 #include "line/line.h"
 
+#include <algorithm>
+
 #include "line/failure.h"
 #include "line/serial_line.h"
 #include "line/tcp_line.h"
@@ -37,12 +39,14 @@ void Line::Send(const std::string& bytes) {
 }
 
 bool Line::Receive(char& byte, milliseconds wait) {
-  if (Read(byte, wait)) {
-    transcript_->Add(Direction::kToLogger, std::string(1, byte));
-    return true;
+  const milliseconds begin = std::min(wait, Transcript::kPause);
+  bool came = Read(byte, begin);
+  if (!came && wait >= Transcript::kPause) {
+    transcript_->EndLine();
+    came = Read(byte, wait - begin);
   }
-  if (wait >= Transcript::kPause) transcript_->EndLine();
-  return false;
+  if (came) transcript_->Add(Direction::kToLogger, std::string(1, byte));
+  return came;
 }
 
 std::unique_ptr<Line> OpenLine(const std::string& name, std::shared_ptr<Transcript> transcript) {

@@ -117,9 +117,9 @@ TEST(ConsoleLine, ForgetsGapsThatWereUncertain) {
     numbers.insert(std::to_string(place + (place > 33 ? 31 : 0) + (place > 36 ? 29 : 0)));
   }
   const Line line;
-  Child console({"sh", "-c",
-                 "printf 'areg r40\nereg r40 5\n' | " + Program("qmx-console") + " " +
-                     line.Device()});
+  Child console(
+      {"sh", "-c",
+       "printf 'areg r40\nereg r40 5\n' | " + Program("qmx-console") + " " + line.Device()});
   bool refuses = true;  // once
   std::string written;
   Play(line, console, [&](const std::string& code, const std::string& arguments) {
@@ -278,8 +278,9 @@ TEST_F(Console, FindsOutWhoHasThePort) {
   EXPECT_EQ(Ask({"lcfg"}).status, 0);
   refused(LabPath("port"), "qmx-gateway (process " + std::to_string(gateway_.Id()));
   const Line line;
-  Child user({Program("qmx-console"), line.Device(), "--timeout", "30", "lcfg"});
+  Child user({Program("qmx-console"), line.Device(), "--trace", "--timeout", "300", "lcfg"});
   EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4LCFG K0"));
+  EXPECT_TRUE(WaitFor([&] { return Timeless(user.Errors()) == "TIME > <STX>4LCFG K0<ETX>\n"; }));
   refused(line.Device(), "qmx-console (process " + std::to_string(user.Id()));
   // Nothing of the refused one came through, and the port is free again behind the other.
   line.Send(Reply("4LCFG 0 5"));
