@@ -34,7 +34,7 @@ Outcome Proof::Run(bool mend) {
   int unexplained = 0;
   for (int round = 0; round < kMostRounds; ++round) {
     changed_ = false;
-    if (Compare(mend, unexplained == 0)) return Summary(true);
+    if (Compare(mend, unexplained == 0)) return Summary(unreached_.empty());
     if (changed_) continue;
     // A number may have come wrongly.
     if (!parts_.empty() || ++unexplained == kMostUnexplained) break;
@@ -49,6 +49,7 @@ bool Proof::Compare(bool mend, bool quick) {
   Counting counting(reader_, store_.Holds(), window_, quick);
   const bool agrees = counting.Agrees();
   oldest_ = counting.Oldest();
+  unreached_ = Unreached();
   bool settled = true;
   std::string behind = window_.behind;
   while (!agrees && behind < window_.before) {
@@ -69,6 +70,15 @@ bool Proof::Compare(bool mend, bool quick) {
     return false;
   }
   return settled;
+}
+
+/// The time stamp of records that are earlier than all positions, such as 0000-00-00.
+std::string Proof::Unreached() {
+  if (window_.behind != kBeforeAllRecords || oldest_ >= kBeforeAllRecords) return "";
+  // In an empty table it tells where the pointer was.
+  reader_.At(kBeforeAllRecords, 1);
+  const std::string oldest = reader_.Oldest();
+  return oldest < kBeforeAllRecords ? oldest : "";
 }
 
 /// From a difference on as far as records differ. Returns the time stamp up to which they were
@@ -170,13 +180,14 @@ Outcome Proof::Summary(bool whole) const {
   Outcome outcome;
   outcome.whole = whole;
   outcome.parts = parts_;
+  outcome.unreached = unreached_;
   outcome.unclear = store_.Unclear();
   outcome.older =
       std::max(0L, held.Between(window_.behind, std::min(oldest_, window_.before))) + oldestGone_;
   for (const Record& record : store_.Rejected()) {
     // One that is older than the oldest is counted with those.
-    const bool counts = record.stamp > window_.behind && record.stamp >= oldest_ &&
-                        record.stamp < window_.before;
+    const bool counts =
+        record.stamp > window_.behind && record.stamp >= oldest_ && record.stamp < window_.before;
     outcome.rejected += counts ? 1 : 0;
   }
   outcome.records = held.Between(window_.behind, window_.before) - outcome.older - outcome.rejected;

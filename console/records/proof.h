@@ -28,6 +28,7 @@ struct Outcome {
   long rejected = 0;        ///< of the instrument that cannot be records
   long unclear = 0;         ///< brought now, with more commas than there are fields
   std::string oldest;       ///< time stamp of the oldest, if it is not from the beginning on
+  std::string unreached;    ///< time stamp of records that no position is before; mostly none
   std::string newest;       ///< time stamp of the newest that the file holds
   Capture capture{{}};      ///< how regularly they were logged
   std::vector<Part> parts;  ///< empty when numbers differ and no record tells why
@@ -47,6 +48,7 @@ class Proof {
  private:
   Outcome Run(bool mend);
   bool Compare(bool mend, bool quick);
+  std::string Unreached();
   std::string CompareFrom(const Window& difference, bool mend);
   bool Judge(std::vector<Record> missing, const std::vector<std::string>& others, bool mend);
   std::string CountRest(const std::string& behind, const std::string& before, double spacing);
@@ -58,6 +60,7 @@ class Proof {
   Window window_;
   Pace& pace_;
   std::string oldest_;
+  std::string unreached_;
   long oldestGone_ = 0;  // records of the oldest time stamp that are gone
   Part part_;            // the one at hand, and those before it
   std::vector<Part> parts_;

@@ -93,7 +93,10 @@ std::string HoldsText(const std::string& file, const Outcome& outcome) {
       (outcome.older > 0 ? ", and " + Grouped(outcome.older) + " that it no longer has" : "") +
       ".\n";
   for (const Part& part : outcome.parts) text += PartText(part);
-  if (!outcome.whole && outcome.parts.empty()) {
+  if (!outcome.unreached.empty()) {
+    text += "  Its oldest record is of " + Visible(outcome.unreached) +
+            ": what is earlier than the year 1 the gateway does not send.\n";
+  } else if (!outcome.whole && outcome.parts.empty()) {
     text +=
         "  The instrument counts others, and no record tells where: the line changes bytes, "
         "records come and go, or the clock was set back and the database orders them otherwise "

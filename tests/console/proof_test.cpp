@@ -115,6 +115,17 @@ TEST_F(Proof100000, TakesNothingEarlierThanItIsToldTo) {
   }
 }
 
+TEST_F(Proof100000, TellsWhatNoPositionReaches) {
+  EXPECT_TRUE(Download(instrument_, options_, observer_).whole);
+  instrument_.Set("0000-00-00 00:00:00");
+  EXPECT_TRUE(Prove(instrument_, options_).whole);
+  Log(10);
+  instrument_.Log("0000-00-00,00:00:00,7,N");
+  EXPECT_FALSE(Download(instrument_, options_, observer_).whole);
+  options_.from = "2025-10";
+  EXPECT_TRUE(Prove(instrument_, options_).whole);
+}
+
 TEST_F(Proof100000, OneBadRecordCostsItselfAlone) {
   Log(200);
   const std::string bad[] = {"2025-10-25,00:01:00,7,a\r\nb", "2025-10-25,00:06:00,7",
