@@ -71,10 +71,12 @@ int main(int argc, char* argv[]) {
     if (app.get_subcommands().empty()) {
       Session* const opened = session(true);
       if (opened == nullptr) throw CLI::RequiredError("DEVICE");
-      return Prompt(*opened, app, options);
+      const int status = Prompt(*opened, app, options);
+      if (status != kDone) return status;
     }
+    RequireOutput();
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kUsage;
+    return app.exit(error) == 0 && std::cout.flush() ? kDone : kUsage;
   } catch (const Failure& failure) {
     if (workplace) workplace->GetSession().line.GetTranscript().EndLine();
     std::cerr << failure.what() << std::endl;

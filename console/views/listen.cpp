@@ -208,6 +208,7 @@ void Listen(Session& session, const ListenOptions& options) {
   while (Interrupt::Noted() == 0 && (options.seconds == 0 || steady_clock::now() < end)) {
     pollfd lines[] = {{session.line.ToPoll(), POLLIN, 0},
                       {other ? other->ToPoll() : -1, POLLIN, 0}};
+    RequireOutput();
     poll(lines, std::size(lines), static_cast<int>(kFrameEnds.count()));
     for (Ear& ear : ears) ear.Listen(heard);
     tell();

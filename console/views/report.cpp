@@ -6,6 +6,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "line/failure.h"
 #include "line/visible.h"
 
 std::string JsonText(const std::string& text) {
@@ -77,6 +78,10 @@ std::vector<std::string> Fields(const std::string& line) {
     }
   }
   return fields;
+}
+
+void RequireOutput() {
+  if (!std::cout.flush()) throw Failure(kUsage, "The output cannot be written.");
 }
 
 void Report::Show(const std::string& command, const AKReply& reply, const std::string& text,

@@ -26,6 +26,9 @@ std::string Table(const std::vector<std::vector<std::string>>& rows);
 /// The fields of a line with commas.
 std::vector<std::string> Fields(const std::string& line);
 
+/// Throws Failure(kUsage) when the standard output takes no more.
+void RequireOutput();
+
 class Report {
  public:
   explicit Report(bool json) : json_(json) {}

@@ -192,6 +192,7 @@ void Watch(Session& session, const WatchOptions& options) {
     } else {
       PrintLine(moment, watching->Values());
     }
+    RequireOutput();
     if (file) file->Add(moment, watching->Values());
     if (reading == options.count) break;
     next += std::chrono::duration_cast<std::chrono::microseconds>(

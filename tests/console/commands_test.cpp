@@ -289,6 +289,8 @@ TEST_F(Console, ReadsItsConfiguration) {
                                       " DEVICE=" + device_ + "; " + row.words});
     EXPECT_EQ(ended.status, row.status) << row.words << ended.errors;
   }
+      {"qmx-console roof lcfg >/dev/full", 1},
+      {"qmx-console roof watch 1 >/dev/full", 1},
 }
 
 TEST_F(Console, ReadsNoSoonerThanItIsTold) {
