@@ -135,6 +135,8 @@ std::vector<std::string> Desk::RegisterNames() {
   // A line that speaks GNP has no list of them.
   if (session_.gnp || !names_) return {};
   try {
+    // Then the key is waited for again, which sees it too.
+    const Interrupt interrupt(Interrupt::Then::kAbort);
     return session_.numbers.Names();
   } catch (const Failure&) {
     names_ = false;  // Not waited for again.

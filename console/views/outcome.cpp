@@ -149,6 +149,11 @@ void RequireWhole(const std::string& file, const Outcome& outcome) {
 
 Progress::Progress() : terminal_(isatty(2) == 1) {}
 
+/// What ends a download early is told on a line of its own.
+Progress::~Progress() {
+  if (open_) std::fputs("\n", stderr);
+}
+
 void Progress::Begins(const std::string& goal) { goal_ = goal; }
 
 void Progress::Brought(const std::vector<Record>& records) {
@@ -158,6 +163,7 @@ void Progress::Brought(const std::vector<Record>& records) {
   records_ += static_cast<long>(records.size());
   for (const Record& record : records) bytes_ += record.sent.size() + 2;
   if (!terminal_) return;
+  open_ = true;
   const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start_;
   const std::string left = TimeLeft(spent.count());
   std::fprintf(stderr, "\r\x1b[K%s, up to %s%s", RecordsText(records_).c_str(), last_.c_str(),
@@ -180,6 +186,7 @@ std::string Progress::TimeLeft(double seconds) const {
 }
 
 void Progress::Proves() {
+  open_ = false;
   if (terminal_) std::fputs("\r\x1b[K", stderr);
   if (records_ == 0) {
     std::fputs("nothing new\n", stderr);

@@ -22,6 +22,9 @@ void RequireWhole(const std::string& file, const Outcome& outcome);
 class Progress : public DownloadObserver {
  public:
   Progress();
+  ~Progress() override;
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
   void Begins(const std::string& goal) override;
   void Brought(const std::vector<Record>& records) override;
   void Proves() override;
@@ -30,6 +33,7 @@ class Progress : public DownloadObserver {
   std::string TimeLeft(double seconds) const;
 
   bool terminal_;
+  bool open_ = false;  // a line that has no end yet
   std::string first_;
   std::string last_;
   std::string goal_;

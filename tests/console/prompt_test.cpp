@@ -49,7 +49,7 @@ TEST_F(Console, TakesInterruptsAtItsPrompt) {
   typed.Shows("qmx> ");
   typed.terminal.Send("download " + file + " --batch 2\r");
   ASSERT_TRUE(WaitFor([&file] { return ReadFile(file).size() > 100; }));
-  typed.Shows("the same command goes on from here", "\x03");
+  typed.Shows("\r\nInterrupted; the same command goes on from here", "\x03");
   typed.Shows("qmx> ");
   typed.Shows("17  2021-01-01\r\n", "areg 17\r");
   // The end leaves the terminal as it was.
@@ -102,6 +102,14 @@ TEST_F(Console, CompletesWhatIsTyped) {
                   LabPath("beg") + "\t");
   typed.Shows("gin ", "--from be\t");
   typed.Shows("protocol  gnp", "\x15set pro\tg\t\rset\r");
+  // An interrupt ends the wait for names that do not come.
+  const Line silent;
+  Typed waiting(silent.Device());
+  waiting.Shows("qmx> ");
+  waiting.Shows("qmx> ", "set timeout 1000\r");
+  waiting.terminal.Send("areg q\t");
+  EXPECT_EQ(silent.ReceiveUntil("\x03"), Request("4LPRC K0"));
+  waiting.Shows("qmx> ", "\x03");
 }
 
 TEST_F(Console, OpensAPortThatComesBack) {
