@@ -67,11 +67,14 @@ const std::vector<std::string>& SettableNames() {
 
 void SetOption(CLI::App& app, const std::string& name, const Setting& setting) {
   CLI::Option* option = app.get_option("--" + name);
+  const std::vector<std::string> earlier = option->results();
   try {
     option->clear();
     option->add_result(setting.value);
     option->run_callback();
   } catch (const CLI::ParseError& error) {
+    option->clear();
+    for (const std::string& result : earlier) option->add_result(result);
     std::string why = error.what();
     const std::string named = "--" + name + ": ";
     if (why.compare(0, named.size(), named) == 0) why.erase(0, named.size());

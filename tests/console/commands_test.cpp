@@ -186,7 +186,9 @@ TEST_F(Console, AnswersItsCommands) {
        "",
        "--json comes too late: options stand before the device or command."},
       {{"ereg", "29"}, 1, "", "ereg needs a register and a value."},
-      {{"ereg", "97", "a\x03\x02" "4EREG K0 29 7"},
+      {{"ereg", "97",
+        "a\x03\x02"
+        "4EREG K0 29 7"},
        1,
        "",
        "A request cannot have the byte STX, ETX or NUL in it."},
@@ -304,12 +306,13 @@ TEST_F(Console, ReadsNoSoonerThanItIsTold) {
 }
 
 TEST_F(Console, ReadsCommandsLineByLine) {
-  const Ended ended = RunToEnd(
-      {"sh", "-c",
-       "printf 'LCFG\nareg --help\nbogus\n\nsf 99\nset station 55\nset station 5\n"
-       "set timeout 0.3\nlcfg\nset station 4\nset json on\nlcfg\nset json off\nhelp LCFG\n"
-       "set protocol gnp\nlcfg\nset protocol ak\nset\ntrace on\nhelp\nlcfg\nquit\nlcfg\n' | " +
-           Program("qmx-console") + " " + device_});
+  const Ended ended =
+      RunToEnd({"sh", "-c",
+                "printf 'LCFG\nareg --help\nbogus\n\nsf 99\nset station 55\nset station 5\n"
+                "set timeout 0.3\nlcfg\nset station 4\nset json on\nlcfg\nset json off\nhelp LCFG\n"
+                "set protocol gnp\nlcfg\nset protocol ak\nset timeout nan\nset\ntrace "
+                "on\nhelp\nlcfg\nquit\nlcfg\n' | " +
+                    Program("qmx-console") + " " + device_});
   EXPECT_EQ(ended.status, 1);
   for (const char* text : {"instrument type 2\nRead ", "\"value\":\"2\"}\nInstrument type number\n",
                            "\nprotocol  ak\ntimeout   0.3\njson      off\n", "\nquit "}) {
