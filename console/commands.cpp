@@ -105,6 +105,15 @@ std::function<std::string(const std::string&)> Digits(std::size_t count) {
   };
 }
 
+std::function<std::string(const std::string&)> Seconds(double least, double most) {
+  const CLI::Range range(least, most);
+  return [range](const std::string& text) {
+    // What is no number is within any range.
+    const bool none = text.find_first_of("nN") != std::string::npos;
+    return none ? "A number is wanted, not " + text : range(text);
+  };
+}
+
 std::string Joined(const Words& words, std::size_t from) {
   std::string text;
   for (std::size_t i = from; i < words.size(); ++i) {

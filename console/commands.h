@@ -62,6 +62,9 @@ std::vector<Place> PlacesOf(const CLI::App& command);
 /// A check for options that are numbers of so many digits.
 std::function<std::string(const std::string&)> Digits(std::size_t count);
 
+/// A check for options that are so many seconds.
+std::function<std::string(const std::string&)> Seconds(double least, double most);
+
 /// Words that are taken as they stand, from this one on; what looks like an option is most likely a
 /// mistake: throws Failure(kUsage).
 std::string Joined(const Words& words, std::size_t from);

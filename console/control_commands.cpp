@@ -82,6 +82,6 @@ void AddControlCommands(const Commands& commands) {
   listen->add_option("OTHER_DEVICE", listening->other,
                      "A second adapter, for the other direction of a Y cable");
   listen->add_option("--for", listening->seconds, "End after so many seconds; 0 goes on")
-      ->check(CLI::Range(0.0, 1e9))
+      ->check(Seconds(0, 1e9))
       ->capture_default_str();
 }

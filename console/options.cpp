@@ -54,7 +54,7 @@ void AddLineOptions(CLI::App& app, Options& options) {
       ->check(CLI::IsMember({"ak", "gnp"}))
       ->capture_default_str();
   app.add_option("--timeout", options.timeout, "Seconds of silence that end the wait for a reply")
-      ->check(CLI::Range(0.1, 3600.0))
+      ->check(Seconds(0.1, 3600))
       ->capture_default_str();
   app.add_flag("--json", options.json, "Print one JSON object for each reply");
 }

@@ -139,7 +139,7 @@ void AddRegisterCommands(const Commands& commands) {
                                    [watch](Session& s, const Words&) { Watch(s, *watch); });
   command->add_option("REGISTER", watch->registers, kRegisterHelp);
   command->add_option("--every", watch->every, "Seconds between readings")
-      ->check(CLI::Range(0.0, 86400.0))
+      ->check(Seconds(0, 86400))
       ->capture_default_str();
   command->add_option("--csv", watch->csv, "Add each reading to a file of comma-separated values");
   command->add_option("--count", watch->count, "End after so many readings; 0 goes on")

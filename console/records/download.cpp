@@ -208,6 +208,9 @@ Outcome Download(RecordSource& source, const DownloadOptions& options, DownloadO
 }
 
 Outcome Prove(RecordSource& source, const DownloadOptions& options) {
+  if (options.file == "-") {
+    throw Failure(kUsage, "prove needs a file: what went to standard output is in none.");
+  }
   Check(options);
   RecordStore store(options.file, "");
   DownloadObserver observer;

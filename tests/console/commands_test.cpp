@@ -186,6 +186,10 @@ TEST_F(Console, AnswersItsCommands) {
        "",
        "--json comes too late: options stand before the device or command."},
       {{"ereg", "29"}, 1, "", "ereg needs a register and a value."},
+      {{"prove", "-"}, 1, "", "prove needs a file: what went to standard output is in none."},
+      {{"--timeout", "nan", "lcfg"}, 1, "", "--timeout: …"},
+      {{"listen", "--for", "nan"}, 1, "", "--for: …"},
+      {{"watch", "1", "--every", "nan"}, 1, "", "--every: …"},
       {{"ereg", "97",
         "a\x03\x02"
         "4EREG K0 29 7"},
