@@ -11,7 +11,6 @@
 #include "records/logger_source.h"
 #include "records/record_file.h"
 #include "records/record_page.h"
-#include "records/span.h"
 #include "views/outcome.h"
 
 namespace {
@@ -131,7 +130,7 @@ std::string ProofOf(Session& session, const std::vector<std::string>& files) {
     options.file = name;
     RecordFile file(name);
     RecordFile::Line first;
-    if (file.Next(first) && SpanOf(TimeStamp(first.text))) options.from = TimeStamp(first.text);
+    if (RecordFile(name).Next(first)) options.from = "pointer";
     proof += HoldsText(name, Proved(session, options));
     Interrupt::Stop();
   }
@@ -139,6 +138,7 @@ std::string ProofOf(Session& session, const std::vector<std::string>& files) {
 }
 
 void MakePage(Session* session, const RecordPageOptions& options) {
+  if (session != nullptr && session->gnp) session = nullptr;  // Nothing of all that is to be had.
   const std::string proof = session == nullptr ? "" : ProofOf(*session, options.files);
   const Facts facts = session == nullptr ? Facts() : InstrumentFacts(*session);
   const std::string path = WriteRecordPage(options, facts, proof);

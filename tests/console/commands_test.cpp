@@ -13,6 +13,7 @@ TEST_F(Console, AnswersItsCommands) {
       "INSERT INTO LogEntry VALUES ('2020-01-01 00:00:00', 1, 'first'), "
       "('2020-01-01 00:05:00', 2, NULL), ('2020-01-01 00:10:00', 3, '\"q\"')");
   const std::string csv = LabPath("watch.csv");
+  WriteFile(LabPath("a.csv"), "Date,Time,mass\n2020-01-01,00:00:00,1\n");
   const std::string judged =
       "ok     type       2, Twinex\nok     status     the status condition is 0\n"
       "ok     registers  79, the highest number is 139; 1 and 139 answer\n"
@@ -185,11 +186,11 @@ TEST_F(Console, AnswersItsCommands) {
        1,
        "",
        "--json comes too late: options stand before the device or command."},
-      {{"ereg", "29"}, 1, "", "ereg needs a register and a value."},
       {{"prove", "-"}, 1, "", "prove needs a file: what went to standard output is in none."},
       {{"--timeout", "nan", "lcfg"}, 1, "", "--timeout: …"},
       {{"listen", "--for", "nan"}, 1, "", "--for: …"},
       {{"watch", "1", "--every", "nan"}, 1, "", "--every: …"},
+      {{"ereg", "29"}, 1, "", "ereg needs a register and a value."},
       {{"ereg", "97",
         "a\x03\x02"
         "4EREG K0 29 7"},
@@ -231,6 +232,7 @@ TEST_F(Console, AnswersItsCommands) {
        1,
        "",
        "On a GNP line watch shows the registers of the data reply: name none."},
+      {{"--protocol", "gnp", "report", LabPath("a.csv")}, 0, LabPath("a.html") + " shows …", ""},
       {{"check"},
        4,
        port +
@@ -287,6 +289,8 @@ TEST_F(Console, ReadsItsConfiguration) {
       {"QMX_STATION=4 qmx-console $DEVICE lcfg", 0},
       {"QMX_STATION=44 qmx-console $DEVICE lcfg", 1},
       {"qmx-console cellar lcfg", 1},
+      {"qmx-console roof lcfg >/dev/full", 1},
+      {"qmx-console roof watch 1 >/dev/full", 1},
   };
   ASSERT_EQ(Ask({"lcfg"}).status, 0);  // The gateway has started.
   for (const auto& row : kTable) {
@@ -295,8 +299,6 @@ TEST_F(Console, ReadsItsConfiguration) {
                                       " DEVICE=" + device_ + "; " + row.words});
     EXPECT_EQ(ended.status, row.status) << row.words << ended.errors;
   }
-      {"qmx-console roof lcfg >/dev/full", 1},
-      {"qmx-console roof watch 1 >/dev/full", 1},
 }
 
 TEST_F(Console, ReadsNoSoonerThanItIsTold) {
