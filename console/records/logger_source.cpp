@@ -69,8 +69,12 @@ std::string LoggerSource::Get() {
 }
 
 void LoggerSource::Step(const std::string& way) {
+  const bool moved = moved_;
   Move();
-  RequireDone(logger_.Ask("SSTO", way), "SSTO");
+  const AKReply reply = logger_.Ask("SSTO", way);
+  // The agent may have taken what it did not confirm.
+  if (reply.refused && !moved) moved_ = Read() != *before_;
+  RequireDone(reply, "SSTO");
 }
 
 RecordSource::Batch LoggerSource::Next(long count) {
