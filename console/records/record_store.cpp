@@ -110,6 +110,13 @@ void RecordStore::Read() {
 
 void RecordStore::ReadRejected() {
   RecordFile file(path_ + kRejected);
+  const std::string& first = file.Header().text;
+  if (first != (file.Header().whole ? kRejectedHeader
+                                    : std::string(kRejectedHeader).substr(0, first.size()))) {
+    throw Failure(kUsage,
+                  path_ + kRejected +
+                      " is not of this download; its first line would be: " + kRejectedHeader);
+  }
   if (file.Header().whole) rejectedSize_ = static_cast<long long>(file.Header().end);
   for (RecordFile::Line line; file.Next(line) && line.whole;) {
     const FieldTexts fields = SplitLine(line.text);

@@ -101,6 +101,10 @@ TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
   }
   EXPECT_EQ(Ask({"download", LabPath("")}).status, 1);
   WriteFile(file, "Date,Ti");
+  WriteFile(file + ".rejected", "a note\n");
+  EXPECT_EQ(Ask({"download", file}).status, 1);
+  EXPECT_EQ(ReadFile(file + ".rejected"), "a note\n");
+  std::filesystem::remove(file + ".rejected");
   EXPECT_EQ(Ask({"download", file}).status, 0);
   EXPECT_EQ(Records(ReadFile(file)), expected(""));
 
@@ -198,6 +202,17 @@ TEST_F(Console, DownloadsWhatClocksHaveHidden) {
                               "and 59 that it no longer has.\n"),
             std::string::npos)
       << proof.output;
+  // A page tells the same of a file that begins within a second.
+  database_.Run("DROP TABLE LogEntry");
+  EXPECT_EQ(Ask({"prove", file}).errors.find("put back"), std::string::npos);
+  database_.Run("CREATE TABLE LogEntry (time_stamp DATETIME(3), number INT)");
+  database_.Run(
+      "INSERT INTO LogEntry SELECT '2026-10-25 00:00:00.250' + INTERVAL seq SECOND, seq FROM "
+      "seq_1_to_100");
+  std::filesystem::remove(file);
+  EXPECT_EQ(Ask({"download", file, "--from", "2026-10-25 00:01"}).status, 0);
+  EXPECT_EQ(Ask({"report", file}).status, 0);
+  EXPECT_NE(ReadFile(LabPath("clocks.html")).find("holds all 41 records"), std::string::npos);
 }
 
 }  // namespace
