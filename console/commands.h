@@ -46,8 +46,8 @@ class Commands {
 };
 
 void AddRegisterCommands(const Commands& commands);  ///< areg, ereg, lprc, registers, watch
-void AddRecordCommands(const Commands& commands);    ///< ssto, asto, ldhd, download, report
-void AddControlCommands(const Commands& commands);   ///< lcfg, sf, da, raw, listen
+void AddRecordCommands(const Commands& commands);    ///< ssto, asto, ldhd, download, prove, report
+void AddControlCommands(const Commands& commands);   ///< lcfg, sf, da, raw, check, listen
 
 /// All of them.
 void AddCommands(CLI::App& parser, const GetSession& session);

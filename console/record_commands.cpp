@@ -20,8 +20,8 @@ void ShowRecords(Session& session, long count) {
   std::vector<Words> rows;
   std::string json;
   for (const std::string& record : records.lines) {
-    rows.push_back(Fields(Visible(record)));
-    json += (json.empty() ? "" : ",") + JsonList(Fields(record));
+    rows.push_back(SplitSent(Visible(record)));
+    json += (json.empty() ? "" : ",") + JsonList(SplitSent(record));
   }
   const bool none = rows.empty() && !records.reply.refused;
   session.report.Show("ASTO", records.reply, none ? "no further records\n" : Table(rows),
@@ -41,7 +41,7 @@ void ShowHeader(Session& session) {
   const AKReply reply = session.logger.Header();
   const std::string header = reply.refused ? "" : reply.fields;
   session.report.Show("LDHD", reply, reply.refused ? "" : Visible(header) + "\n",
-                      {{"fields", JsonList(Fields(header))}});
+                      {{"fields", JsonList(SplitSent(header))}});
   RequireDone(reply, "LDHD");
 }
 
@@ -128,7 +128,7 @@ std::string ProofOf(Session& session, const std::vector<std::string>& files) {
   for (const std::string& name : files) {
     RecordOptions options;
     options.file = name;
-    RecordFile file(name);
+    // A file that was begun at the pointer holds all from its first record on.
     RecordFile::Line first;
     if (RecordFile(name).Next(first)) options.from = "pointer";
     proof += HoldsText(name, Proved(session, options));

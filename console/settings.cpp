@@ -11,7 +11,7 @@
 
 namespace {
 
-std::string Joined(const std::vector<std::string>& words, const std::string& between) {
+std::string Together(const std::vector<std::string>& words, const std::string& between) {
   std::string text;
   for (const std::string& word : words) text += (text.empty() ? "" : between) + word;
   return text;
@@ -45,14 +45,14 @@ Settings Settings::OfThisUser() {
 
 void Settings::Read(std::istream& file, const std::string& path) {
   for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_config(file)) {
-    const std::string line = Joined(item.parents, ".");
+    const std::string line = Together(item.parents, ".");
     const std::string source = path + (line.empty() ? "" : ", [" + Visible(line) + "]");
     // The begin and the end of a section.
     if (item.name == "++" || item.name == "--") continue;
     const auto& names = Names();
     if (std::find(names.begin(), names.end(), item.name) == names.end()) {
       throw Failure(kUsage, "There is no setting " + Visible(item.name) + " (" + source +
-                                "); there are " + Joined(names, ", ") + ".");
+                                "); there are " + Together(names, ", ") + ".");
     }
     if (item.inputs.size() != 1 || item.inputs[0].empty()) {
       throw Failure(kUsage, "The setting " + item.name + " needs one value (" + source +

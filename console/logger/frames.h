@@ -1,6 +1,7 @@
 // Frames of both protocols in a stream of bytes that may hold either direction, or both.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,10 @@ struct Frame {
   bool IsRequest() const { return kind == Kind::kAKRequest || kind == Kind::kGNPRequest; }
   bool IsReply() const { return kind == Kind::kAKReply || kind == Kind::kGNPReply; }
 };
+
+/// A silence that ends a frame which could go on, and one that ends any other.
+constexpr std::chrono::milliseconds kFrameEnds(60);
+constexpr std::chrono::milliseconds kAnyEnds(250);
 
 /// Finds them one byte at a time. Each byte comes back in exactly one frame, in the order in which
 /// they were added.

@@ -15,8 +15,6 @@ constexpr milliseconds kReply(1500);  // an honest agent has answered by then
 constexpr milliseconds kStations(2500);
 constexpr milliseconds kSlowAgent(7000);
 constexpr milliseconds kRefusal(1000);
-constexpr milliseconds kPause(60);     // ends a frame that could go on
-constexpr milliseconds kSilence(250);  // ends any other
 constexpr std::chrono::seconds kAll(33);
 
 constexpr char kStationCodes[] = "0123456789-";
@@ -87,10 +85,10 @@ void Search::Listen(milliseconds wait) {
   char byte = 0;
   while (!answered_ && Clock::now() < end) {
     const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
-    if (line_.Receive(byte, std::min(kPause, left))) {
+    if (line_.Receive(byte, std::min(kFrameEnds, left))) {
       latest = Clock::now();
       Take(decoder_.Add(byte));
-    } else if (decoder_.MayEnd() || Clock::now() - latest > kSilence) {
+    } else if (decoder_.MayEnd() || Clock::now() - latest > kAnyEnds) {
       Take(decoder_.End());
     }
   }

@@ -174,7 +174,6 @@ void RecordStore::Insert(std::vector<Record> records) {
     }
   };
   RecordFile old(path_);
-  size_ = 0;
   for (RecordFile::Line line; old.Next(line) && line.whole;) {
     const std::string stamp = TimeStamp(line.text);
     addBefore(&stamp);

@@ -101,7 +101,7 @@ void Count(Column& column, Moment moment, const std::string& text) {
 }
 
 /// Follows the texts of a column: how long it stands, and where it changes.
-class Course {
+class TextCourse {
  public:
   /// Returns whether the text differs from the one before it. Nothing stands across a gap.
   bool Add(Column& column, Moment moment, const std::string& text, bool behindGap) {
@@ -235,7 +235,7 @@ class Drawing {
   Series& series_;
   Moment gap_;
   std::size_t records_ = 0;
-  std::vector<Course> courses_;
+  std::vector<TextCourse> courses_;
   std::vector<Stretch> stretches_;
 };
 

@@ -2,22 +2,23 @@
 
 #include "line/visible.h"
 #include "logger/md_frame.h"
+#include "logger/reply.h"
 #include "views/report.h"
 
 namespace {
 
-std::string Joined(const std::string& code, const std::string& text) {
+std::string CodeAndText(const std::string& code, const std::string& text) {
   return Visible(code + (text.empty() ? "" : " " + text));
 }
 
 std::string ReplyInWords(const Frame& frame) {
   const std::string station = " station " + Visible(std::string(1, frame.station));
-  if (frame.text == "SE" && frame.code == "????") {
+  if (frame.text == "SE" && frame.code == kUnknown) {
     return "refused by" + station + ": unknown, or another channel";
   }
   const std::string condition = frame.status == "0" ? "" : ", status condition " + frame.status;
   if (frame.text == "SE") return Visible(frame.code) + " refused by" + station + condition;
-  return Joined(frame.code, frame.text) + " from" + station + condition;
+  return CodeAndText(frame.code, frame.text) + " from" + station + condition;
 }
 
 std::string DataInWords(const Frame& frame) {
@@ -34,7 +35,7 @@ std::string DataInWords(const Frame& frame) {
 std::string Said(const Frame& frame) {
   switch (frame.kind) {
     case Frame::Kind::kAKRequest:
-      return Joined(frame.code, frame.text) + " to station " +
+      return CodeAndText(frame.code, frame.text) + " to station " +
              Visible(frame.station + (", channel " + frame.channel));
     case Frame::Kind::kAKReply:
       return ReplyInWords(frame);

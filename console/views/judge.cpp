@@ -7,6 +7,7 @@
 #include "line/failure.h"
 #include "line/interrupt.h"
 #include "records/logger_source.h"
+#include "records/record.h"
 #include "registers/own_registers.h"
 #include "registers/type_prefix.h"
 #include "views/session.h"
@@ -105,7 +106,7 @@ void JudgeRecords(Session& session, bool newest, Findings& findings) {
   const AKReply header = session.logger.Header();
   RequireDone(header, "LDHD");
   findings.Add(Kind::kOk, "records",
-               std::to_string(Fields(header.fields).size()) + " fields: " + header.fields);
+               std::to_string(SplitSent(header.fields).size()) + " fields: " + header.fields);
   const int number = session.numbers.Position(kDatabasePointer);
   const AKReply pointer = number == 0 ? AKReply{} : session.logger.ReadRegister(number);
   if (number == 0 || pointer.refused) {

@@ -12,6 +12,7 @@
 #include "line/moment.h"
 #include "line/visible.h"
 #include "logger/frames.h"
+#include "logger/reply.h"
 #include "views/frame_text.h"
 #include "views/session.h"
 
@@ -20,10 +21,6 @@ namespace {
 using Clock = std::chrono::system_clock;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-
-/// A silence that ends a frame which may go on, and one that ends any other.
-constexpr milliseconds kFrameEnds(50);
-constexpr milliseconds kAnyEnds(300);
 
 /// Longer than the gateway waits for an agent that does not answer.
 constexpr std::chrono::seconds kReplyMayTake(10);
@@ -82,7 +79,7 @@ class Ear {
 bool MayAnswer(const Frame& reply, const Frame& request) {
   if (reply.kind == Frame::Kind::kGNPReply) return request.kind == Frame::Kind::kGNPRequest;
   if (reply.station != request.station) return false;
-  if (reply.code == "????") return true;
+  if (reply.code == kUnknown) return true;
   const bool numbered = (reply.code == "AREG" || reply.code == "EREG") && reply.text != "SE";
   const auto number = [](const std::string& text) { return text.substr(0, text.find(' ')); };
   return reply.code == request.code && (!numbered || number(reply.text) == number(request.text));
@@ -208,10 +205,10 @@ void Listen(Session& session, const ListenOptions& options) {
   while (Interrupt::Noted() == 0 && (options.seconds == 0 || steady_clock::now() < end)) {
     pollfd lines[] = {{session.line.ToPoll(), POLLIN, 0},
                       {other ? other->ToPoll() : -1, POLLIN, 0}};
-    RequireOutput();
     poll(lines, std::size(lines), static_cast<int>(kFrameEnds.count()));
     for (Ear& ear : ears) ear.Listen(heard);
     tell();
+    RequireOutput();
   }
   for (Ear& ear : ears) ear.End(heard);
   tell();

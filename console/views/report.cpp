@@ -68,18 +68,6 @@ std::string Table(const std::vector<std::vector<std::string>>& rows) {
   return table;
 }
 
-std::vector<std::string> Fields(const std::string& line) {
-  std::vector<std::string> fields(1);
-  for (const char byte : line) {
-    if (byte == ',') {
-      fields.emplace_back();
-    } else {
-      fields.back() += byte;
-    }
-  }
-  return fields;
-}
-
 void RequireOutput() {
   if (!std::cout.flush()) throw Failure(kUsage, "The output cannot be written.");
 }

@@ -23,9 +23,6 @@ std::vector<std::pair<std::string, std::string>> JsonMembers(int number, const s
 std::vector<std::string> TableLines(const std::vector<std::vector<std::string>>& rows);
 std::string Table(const std::vector<std::vector<std::string>>& rows);
 
-/// The fields of a line with commas.
-std::vector<std::string> Fields(const std::string& line);
-
 /// Throws Failure(kUsage) when the standard output takes no more.
 void RequireOutput();
 

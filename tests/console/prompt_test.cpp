@@ -66,9 +66,9 @@ TEST_F(Console, IsEndedBySignals) {
   for (const std::string words : {"lcfg", "watch 1"}) {
     WriteFile(LabPath("commands"), "set timeout 1000\n" + words + "\nset\n");
     const Line line;
-    Child reads({"sh", "-c",
-                 "exec " + Program("qmx-console") + " " + line.Device() + " <" +
-                     LabPath("commands")});
+    Child reads(
+        {"sh", "-c",
+         "exec " + Program("qmx-console") + " " + line.Device() + " <" + LabPath("commands")});
     Play(line, reads, [&](const std::string& code, const std::string&) {
       if (code[0] == 'L') reads.Signal(SIGINT);
       return code == "LCFG"   ? ""
