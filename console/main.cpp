@@ -1,4 +1,7 @@
 // The other end of the line: asks the gateway as a data logger asks, and shows what came back.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
@@ -49,9 +52,17 @@ class Workplace {
   Session session_;
 };
 
+/// The line would be opened in the place of a closed standard output, and be sent what is printed.
+void KeepStandardStreams() {
+  int opened = 0;
+  while (opened >= 0 && opened <= 2) opened = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  close(opened);
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  KeepStandardStreams();
   Options options;
   CLI::App app{
       "The data logger's side of the serial line of qmx-gateway. Without a command: a prompt."};

@@ -290,6 +290,7 @@ TEST_F(Console, ReadsItsConfiguration) {
       {"QMX_STATION=44 qmx-console $DEVICE lcfg", 1},
       {"qmx-console cellar lcfg", 1},
       {"qmx-console roof lcfg >/dev/full", 1},
+      {"qmx-console roof lcfg >&-", 1},
       {"qmx-console roof watch 1 >/dev/full", 1},
   };
   ASSERT_EQ(Ask({"lcfg"}).status, 0);  // The gateway has started.

@@ -107,7 +107,8 @@ TEST_F(Console, CompletesWhatIsTyped) {
   Typed waiting(silent.Device());
   waiting.Shows("qmx> ");
   waiting.Shows("qmx> ", "set timeout 1000\r");
-  waiting.terminal.Send("areg q\t");
+  waiting.Shows("areg q", "areg q");
+  waiting.terminal.Send("\t");
   EXPECT_EQ(silent.ReceiveUntil("\x03"), Request("4LPRC K0"));
   waiting.Shows("qmx> ", "\x03");
 }
