@@ -192,8 +192,8 @@ void Watch(Session& session, const WatchOptions& options) {
     } else {
       PrintLine(moment, watching->Values());
     }
-    RequireOutput();
     if (file) file->Add(moment, watching->Values());
+    RequireOutput();
     if (reading == options.count) break;
     next += std::chrono::duration_cast<std::chrono::microseconds>(
         std::chrono::duration<double>(options.every));
