@@ -276,7 +276,7 @@ TEST_F(Console, AnswersItsCommands) {
 TEST_F(Console, ReadsItsConfiguration) {
   std::filesystem::create_directory(LabPath(".config"));
   WriteFile(LabPath(".config/qmx-console.conf"),
-            "timeout=0.3\nstation=5\n[roof]\ndevice=" + device_ + "\nstation=4\n");
+            "timeout=2\nstation=5\n[roof]\ndevice=" + device_ + "\nstation=4\n");
   const struct {
     const char* words;
     int status;
@@ -316,13 +316,13 @@ TEST_F(Console, ReadsCommandsLineByLine) {
   const Ended ended =
       RunToEnd({"sh", "-c",
                 "printf 'LCFG\nareg --help\nbogus\n\nsf 99\nset station 55\nset station 5\n"
-                "set timeout 0.3\nlcfg\nset station 4\nset json on\nlcfg\nset json off\nhelp LCFG\n"
+                "set timeout 2\nlcfg\nset station 4\nset json on\nlcfg\nset json off\nhelp LCFG\n"
                 "set protocol gnp\nlcfg\nset protocol ak\nset timeout nan\nset\ntrace "
                 "on\nhelp\nlcfg\nquit\nlcfg\n' | " +
                     Program("qmx-console") + " " + device_});
   EXPECT_EQ(ended.status, 1);
   for (const char* text : {"instrument type 2\nRead ", "\"value\":\"2\"}\nInstrument type number\n",
-                           "\nprotocol  ak\ntimeout   0.3\njson      off\n", "\nquit "}) {
+                           "\nprotocol  ak\ntimeout   2\njson      off\n", "\nquit "}) {
     EXPECT_NE(ended.output.find(text), std::string::npos) << text << "\n" << ended.output;
   }
   for (const char* text :
