@@ -22,7 +22,7 @@ std::time_t NextChange() {
   std::tm local{};
   localtime_r(&now, &local);
   const long offset = local.tm_gmtoff;
-  for (std::time_t hour = now; hour < now + 366 * 24 * kHour; hour += kHour) {
+  for (std::time_t hour = now; hour < now + 366L * 24 * kHour; hour += kHour) {
     localtime_r(&hour, &local);
     if (local.tm_gmtoff != offset) return hour;
   }
@@ -43,7 +43,7 @@ void CheckClock(const Unit& unit, Report& report) {
   const bool synchronised =
       Run({"timedatectl", "show", "-p", "NTP", "--value"}).output.compare(0, 3, "yes") == 0;
   if (synchronised) text += "; time synchronisation is on, what SF26 sets will not last";
-  constexpr std::time_t kSoon = 14 * 24 * 3600;
+  constexpr std::time_t kSoon = 14L * 24 * 3600;
   if (change != 0 && change < std::time(nullptr) + kSoon) {
     report.Look(
         "clock", text + ": records of local time then overlap, or leave a gap",

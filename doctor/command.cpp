@@ -17,6 +17,7 @@
 Ended Run(const std::vector<std::string>& command) {
   using Clock = std::chrono::steady_clock;
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   int ends[2];

@@ -53,7 +53,6 @@ std::optional<Moment> MomentOf(const std::string& timeStamp) {
   std::tm time{};
   int behindDate = 0;
   int behindTime = 0;
-  // NOLINTNEXTLINE(cert-err34-c): the parts are held against the calendar below
   const int read = std::sscanf(timeStamp.c_str(), "%4d-%2d-%2d%n %2d:%2d:%2d%n", &time.tm_year,
                                &time.tm_mon, &time.tm_mday, &behindDate, &time.tm_hour,
                                &time.tm_min, &time.tm_sec, &behindTime);

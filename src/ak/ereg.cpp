@@ -20,7 +20,7 @@ const char* NewText(const char* arguments) {
 template <typename Real>
 bool ReadReal(const char* text, const char* format, Real& real) {
   errno = 0;
-  const int read = std::sscanf(text, format, &real);  // NOLINT(cert-err34-c): errno tells
+  const int read = std::sscanf(text, format, &real);
   return read == 1 && !(errno == ERANGE && std::isinf(real));
 }
 
