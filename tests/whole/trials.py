@@ -481,7 +481,7 @@ def upgrade(house, count):
                 f"systemctl start qmx-doctor; test -s {figures}/qmx.prom")
     machine.run("apt-get -y remove qmx-gateway qmx-console", 600)
     machine.run("! pgrep -x qmx-gateway && ! systemctl --failed | grep qmx && "
-                f"! systemctl list-timers --all | grep qmx && ! test -e {figures}/qmx.prom")
+                f"! systemctl list-timers | grep qmx && ! test -e {figures}/qmx.prom")
     left = machine.run(OURS + " | sort").split("\n")
     machine.run("apt-get -y purge qmx-gateway qmx-console", 600)
     purged = machine.run(OURS + " | sort").split("\n")
