@@ -175,8 +175,9 @@ void Database::Start() {
     connection_ = nullptr;
     return !server_->Running();
   });
-  if (!up || connection_ == nullptr)
+  if (!up || connection_ == nullptr) {
     throw std::runtime_error("no database server: " + server_->Errors());
+  }
   mysql_query(connection_, "CREATE DATABASE IF NOT EXISTS twinex");
   mysql_select_db(connection_, "twinex");
 }

@@ -57,8 +57,10 @@ inline std::string ReceiveRequest(const Line& line, const std::string& late = ""
   return request;
 }
 
-/// Plays the gateway until the console has ended. `answer` is given function code and arguments.
+/// The reply to a function code and its arguments.
 using Answering = std::function<std::string(const std::string&, const std::string&)>;
+
+/// Plays the gateway until the console has ended.
 inline void Play(const Line& line, Child& console, const Answering& answer) {
   while (console.Running()) {
     const std::string request = line.ReceiveUntil("\x03", 500);
