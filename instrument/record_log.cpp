@@ -93,6 +93,8 @@ bool RecordLog::FillHistory() {
   const bool empty = rows != nullptr && mysql_num_rows(rows) == 0;
   mysql_free_result(rows);
   if (!empty) return true;
+  // All of it or none: a table that has some is taken for filled.
+  if (!Run("START TRANSACTION")) return false;
   for (int i = history_; i > 0; --i) {
     if (!Insert("NOW() - INTERVAL " + std::to_string(static_cast<long>(i) * interval_) +
                 " SECOND")) {
@@ -100,7 +102,7 @@ bool RecordLog::FillHistory() {
     }
     registers_.Drift();
   }
-  return true;
+  return Run("COMMIT");
 }
 
 bool RecordLog::Insert(const std::string& timeStamp) {
