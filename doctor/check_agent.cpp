@@ -20,7 +20,7 @@ constexpr const char* kRegisters[] = {
     kLocationID,    kPRCNumber,      kResponseEnd};
 
 /// Seconds to an answer, of which a request needs five.
-constexpr double kSlow = 0.4;
+constexpr double kTooSlowAnswer = 0.4;
 constexpr double kSlowAnswer = 0.2;
 
 std::string CommandLine(const char* program, const std::string& rest) {
@@ -130,7 +130,7 @@ void CheckAgent(Agent& agent, Instrument& instrument, Report& report) {
     const std::string slow =
         time + Text(": an AREG, which needs five answers, takes %.1f s", 5 * answer.seconds);
     const std::string cure = "time " + CommandLine("snmpget", kRS232Mode);
-    if (answer.seconds > kSlow) {
+    if (answer.seconds > kTooSlowAnswer) {
       report.Fault("agent", slow, cure, kAgentPage);
       // The rest would be the same fault over and over.
       instrument.answers = false;

@@ -18,12 +18,12 @@ std::string PercentText(const Share& share) {
 }
 
 std::string DurationText(Moment duration) {
-  if (duration % 1000 != 0) {
+  if (duration % kSecond != 0) {
     char text[40];
-    std::snprintf(text, sizeof text, "%.10g s", static_cast<double>(duration) / 1000);
+    std::snprintf(text, sizeof text, "%.10g s", static_cast<double>(duration) / kSecond);
     return text;
   }
-  const std::int64_t seconds = duration / 1000;
+  const std::int64_t seconds = duration / kSecond;
   if (seconds < 60 || (seconds < 3600 && seconds % 60 != 0)) return std::to_string(seconds) + " s";
   const std::int64_t minutes = seconds / 60;
   if (minutes < 60) return std::to_string(minutes) + " min";

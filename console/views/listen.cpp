@@ -109,8 +109,9 @@ class Conversation {
 
   /// To be called now and then: a reply that does not come is missed.
   void Wait() {
-    while (!asked_.empty() && Clock::now() - asked_.front().moments.back() > kReplyMayTake)
+    while (!asked_.empty() && Clock::now() - asked_.front().moments.back() > kReplyMayTake) {
       GiveUp();
+    }
   }
 
   void CountUp() const {
