@@ -75,7 +75,9 @@ std::vector<std::string> Responder::Requests() {
 }
 
 int Responder::Receive(int operation, netsnmp_session* session, int, netsnmp_pdu* pdu, void* self) {
-  if (operation == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE && pdu->variables != nullptr) {
+  if (operation == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE && pdu->variables != nullptr &&
+      pdu->version == SNMP_VERSION_1 &&
+      std::string(pdu->community, pdu->community + pdu->community_len) == "pelmar") {
     static_cast<Responder*>(self)->Answer(session, pdu);
   }
   return 1;

@@ -1,10 +1,12 @@
 // What an exchange cannot tell of the shipped daemon: amounts, time, signals, abuse.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -82,6 +84,32 @@ TEST_F(System, SetsTheLine) {
   EXPECT_EQ(line.c_iflag | line.c_oflag | line.c_lflag, 0U);
   EXPECT_EQ(line.c_cc[VMIN], 0);
   EXPECT_EQ(line.c_cc[VTIME], 1);
+
+  // What came while nobody served is no request.
+  gateway_->Signal(SIGKILL);
+  gateway_->Wait();
+  const int port = open(line_->Device().c_str(), O_RDWR | O_NOCTTY);
+  line.c_oflag = OPOST;  // not yet served
+  ASSERT_EQ(tcsetattr(port, TCSANOW, &line), 0);
+  line_->Send(Request("4????"));
+  gateway_ =
+      std::make_unique<Child>(std::vector<std::string>{Program("qmx-gateway"), line_->Device()});
+  ASSERT_TRUE(line_->Served());
+  EXPECT_EQ(Ask("4LCFG K0"), Reply("4LCFG 0 5"));
+  close(port);
+}
+
+TEST_F(System, RestsBehindEachGNPRequest) {
+  const std::string request = "\x02XX\x03\r";
+  const std::string end = "Unknown command.\x03\r";
+  agent_->Follow("register qmxRS232Mode.0 i 1");
+  line_->Send(Request("4LCFG K0") + "\r");  // for a gateway that waits for an AK frame by now
+  line_->Send(request);
+  EXPECT_NE(line_->ReceiveUntil(end), "");
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 20; ++i) line_->Send(request);
+  for (int i = 0; i < 20; ++i) EXPECT_NE(line_->ReceiveUntil(end), "");
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(19 * 50));
 }
 
 TEST_F(System, SendsTenThousandRecordsToAReaderThatStops) {
