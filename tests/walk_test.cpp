@@ -22,8 +22,8 @@ std::string Parsed(const std::string& text) {
 
 TEST(Walk, ReadsWhatIsPrinted) {
   const std::pair<const char*, const char*> kWalks[] = {
-      {".1.3 = INTEGER: -2147483648\n.1.4 = Gauge32: 4294967295\n",
-       ".1.3 i -2147483648|.1.4 u 4294967295|"},
+      {".1.3 = INTEGER: -2147483648\n.1.5 = INTEGER: 2147483647\n.1.4 = Gauge32: 4294967295\n",
+       ".1.3 i -2147483648|.1.5 i 2147483647|.1.4 u 4294967295|"},
       {"A-MIB::a.0 = INTEGER: up(1)\r\nb.0 = INTEGER: 5 seconds\r\nEnd of MIB\r\n",
        "A-MIB::a.0 i 1|b.0 i 5|"},
       {"SNMPv2-SMI::enterprises.5.0 = OID: SNMPv2-SMI::enterprises.6",
