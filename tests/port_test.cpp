@@ -95,6 +95,7 @@ TEST_F(Port, IsFoundWithItsOwner) {
       EXPECT_EQ(owners[0].process, neighbour.Id());
       EXPECT_EQ(owners[0].how, way.how);
       EXPECT_EQ(sawAll, geteuid() == 0);
+      EXPECT_EQ(Describe({}), "another program");
       EXPECT_EQ(Describe(owners[0]), "unit_test (process " + std::to_string(neighbour.Id()) + ")");
       PortLock lock;
       EXPECT_TRUE(lock.Take(name));

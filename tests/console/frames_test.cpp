@@ -66,6 +66,7 @@ TEST(FrameDecoder, FindsBothProtocolsAndWhatIsNeither) {
        "DA(DA,,,Its check value is 05, it should be 04.)DA(DA,,,It has no check value.)"
        "DA(XY,,,)MD(,,Unknown command.,)"},
       {"<STX>MD01<ETX>1", "MD(,,MD01,No MD frame: MD01)"},
+      {"<STX>4AREG 0x 5<ETX><CR><LF>", "request(4AREG,0x,5,)none(,,<CR><LF>,)"},
   };
   for (const auto& [bytes, frames] : kTable) EXPECT_EQ(Decoded(bytes), frames) << bytes;
   EXPECT_EQ(Decoded(std::string(300, 'x')),

@@ -122,7 +122,7 @@ TEST(ConsoleLine, ForgetsGapsThatWereUncertain) {
   const Line line;
   Child console(
       {"sh", "-c",
-       "printf 'areg r40\nereg r40 5\n' | " + Program("qmx-console") + " " + line.Device()});
+       "printf '  areg r40\\nereg r40 5\\n' | " + Program("qmx-console") + " " + line.Device()});
   bool refuses = true;  // once
   std::string written;
   Play(line, console, [&](const std::string& code, const std::string& arguments) {

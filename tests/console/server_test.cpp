@@ -65,7 +65,7 @@ TEST_F(Console, GoesThroughDeviceServers) {
   Child cut({Program("qmx-console"), "tcp://127.0.0.1:4003", "areg", "7"});
   EXPECT_EQ(slow.ReceiveUntil("\x03"), Request("4AREG K0 7"));
   slow.Send(
-      "\x02"
+      "~\xFF\x02"
       "4AREG 0");
   EXPECT_EQ(slow.Receive(1, 300), "");
   slowServer.Signal(SIGTERM);
