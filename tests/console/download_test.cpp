@@ -205,6 +205,10 @@ TEST_F(Console, DownloadsWhatClocksHaveHidden) {
   // A page tells the same of a file that begins within a second.
   database_.Run("DROP TABLE LogEntry");
   EXPECT_EQ(Ask({"prove", file}).errors.find("put back"), std::string::npos);
+  // What is refused in one step of a check leaves the next ones.
+  const std::string judged = Ask({"check", "--newest"}).output;
+  EXPECT_NE(judged.find("\nLOOK   records    LDHD refused: no database, or "), std::string::npos);
+  EXPECT_NE(judged.find("\nLOOK   newest     SSTO refused: no database, "), std::string::npos);
   database_.Run("CREATE TABLE LogEntry (time_stamp DATETIME(3), number INT)");
   database_.Run(
       "INSERT INTO LogEntry SELECT '2026-10-25 00:00:00.250' + INTERVAL seq SECOND, seq FROM "
