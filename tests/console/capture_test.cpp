@@ -1,12 +1,14 @@
-// What share of records is there, worked out from their time stamps alone.
+// What share of records is there, worked out from their time stamps alone, and how it is told.
 #include "records/capture.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
+#include "line/failure.h"
 #include "records/figures.h"
 #include "records/span.h"
+#include "views/outcome.h"
 
 namespace {
 
@@ -73,6 +75,89 @@ TEST(Capture, TakesOnlyDatesOfTheCalendar) {
     EXPECT_FALSE(SpanOf(text)) << text;
   }
   EXPECT_EQ(TimeStampOf(SpanOf("2038-01").value().end), "2038-02-01 00:00:00");
+}
+
+/// How the command ends, and why.
+std::string Ended(const Outcome& outcome, const std::string& file) {
+  try {
+    RequireWhole(file, outcome);
+  } catch (const Failure& failure) {
+    return std::to_string(failure.status) + " " + failure.what();
+  }
+  return "0";
+}
+
+TEST(Outcome, IsToldInWordsAndJson) {
+  std::vector<Moment> moments;
+  for (const char* stamp : {"2020-01-01", "2020-01-02", "2020-01-03", "2020-02-04"}) {
+    moments.push_back(MomentOf(stamp).value());
+  }
+  Outcome outcome;
+  outcome.whole = true;
+  outcome.records = 1234;
+  outcome.newest = "2020-02-04";
+  EXPECT_EQ(OutcomeText("a.csv", outcome, true),
+            "a.csv holds all 1,234 records of the instrument up to 2020-02-04.\n");
+  EXPECT_EQ(Ended(outcome, "a.csv"), "0");
+  outcome.rejected = 1;
+  EXPECT_EQ(
+      Ended(outcome, "a.csv"),
+      "5 1 record of the instrument cannot be one in a file: a.csv.rejected keeps what came.");
+  outcome.rejected = 2;
+  EXPECT_EQ(Ended(outcome, "-"),
+            "5 2 records of the instrument cannot be such in a file: download into one, and what "
+            "came is kept beside it.");
+  outcome.whole = false;
+  EXPECT_EQ(Ended(outcome, "a.csv"), "4 a.csv does not hold what the instrument holds.");
+  outcome.older = 5;
+  outcome.oldest = "2020-01-01";
+  outcome.unclear = 1;
+  outcome.capture = Capture(moments);
+  EXPECT_EQ(
+      OutcomeText("a.csv", outcome, false),
+      "a.csv holds 1,234 records from 2020-01-01 up to 2020-02-04, and 5 that it no longer has.\n"
+      "  The instrument counts others, and no record tells where: the line changes bytes, records "
+      "come and go, or the clock was set back and the database orders them otherwise than by their "
+      "time stamps.\n"
+      "1 record with more commas than there are fields: which text has them is not known, so they "
+      "stand as they came.\n"
+      "Logged every 24 h: 1 gap of 31 records, 11.4 % are there.\n");
+  outcome.unreached = "0000-00-00";
+  outcome.parts = {{"2020-01-01", "2020-01-02", 3, 1, true},
+                   {"2020-01-03", "2020-01-03", 0, 0, false}};
+  EXPECT_EQ(
+      OutcomeText("a.csv", outcome, true),
+      "a.csv holds 1,234 records from 2020-01-01 up to 2020-02-04, and 5 that it no longer has.\n"
+      "  2020-01-01 to 2020-01-02: lacks at least 3 records, and has at least 1 record that the "
+      "instrument does not have\n"
+      "  2020-01-03: differs\n"
+      "  Its oldest record is of 0000-00-00: what is earlier than the year 1 the gateway does not "
+      "send.\n"
+      "1 record with more commas than there are fields: which text has them is not known, so they "
+      "stand as they came.\n"
+      "Logged every 24 h: 1 gap of 31 records, 11.4 % are there.\n"
+      "last before          first behind         missing\n"
+      "2020-01-03 00:00:00  2020-02-04 00:00:00  31\n"
+      "day                       there  missing  share\n"
+      "2020-01-01                1      0        100.0 %\n"
+      "2020-01-02                1      0        100.0 %\n"
+      "2020-01-03                1      0        100.0 %\n"
+      "2020-01-04 to 2020-01-31  0      28       0.0 %\n"
+      "2020-02-01 to 2020-02-03  0      3        0.0 %\n"
+      "2020-02-04                1      0        100.0 %\n");
+  EXPECT_EQ(
+      OutcomeJson("PROVE", "a.csv", outcome, true),
+      R"({"command":"PROVE","file":"a.csv","whole":false,"records":1234,"older":5,"rejected":2,)"
+      R"("unclear":1,"newest":"2020-02-04","parts":[{"from":"2020-01-01","to":"2020-01-02",)"
+      R"("lacks":3,"more":1,"atLeast":true},{"from":"2020-01-03","to":"2020-01-03","lacks":0,)"
+      R"("more":0,"atLeast":false}],"interval":86400.000000,"missing":31,)"
+      R"("gaps":[{"after":"2020-01-03 00:00:00","before":"2020-02-04 00:00:00","missing":31}],)"
+      R"("days":[{"from":"2020-01-01","to":"2020-01-01","present":1,"missing":0},)"
+      R"({"from":"2020-01-02","to":"2020-01-02","present":1,"missing":0},{"from":"2020-01-03",)"
+      R"("to":"2020-01-03","present":1,"missing":0},{"from":"2020-01-04","to":"2020-01-31",)"
+      R"("present":0,"missing":28},{"from":"2020-02-01","to":"2020-02-03","present":0,)"
+      R"("missing":3},{"from":"2020-02-04","to":"2020-02-04","present":1,"missing":0}]})"
+      "\n");
 }
 
 }  // namespace
