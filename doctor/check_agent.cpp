@@ -155,12 +155,12 @@ void CheckWriting(Agent& agent, const Instrument& instrument, Report& report) {
     report.Ok("writing", attempt);
     return;
   }
+  const std::string mayOnlyRead = Text("; the community \"%s\" may only read", kCommunity);
   report.Fault("writing",
                attempt + ": " +
-                   (answer.outcome == Outcome::kSilent ? "no answer"
+                   (answer.outcome == Outcome::kSilent ? "no answer" + mayOnlyRead
                     : answer.reason.empty()            ? "another value came back"
-                                                       : answer.reason) +
-                   Text("; the community \"%s\" may only read: EREG, SF, SSTO and ASTO are refused",
-                        kCommunity),
+                                                       : answer.reason + mayOnlyRead) +
+                   ": EREG, SF, SSTO and ASTO are refused",
                CommandLine("snmpset", Text("%s i %d", value.name, value.intValue)), kAgentPage);
 }

@@ -59,9 +59,8 @@ void RecordLog::Tick() {
   // While a server that hangs is waited for, the agent does not answer.
   const bool hangs = std::chrono::steady_clock::now() - begin > std::chrono::seconds(1);
   if (hangs) untilNext_ = std::max(interval_, kRest);
-  std::fprintf(stderr, "qmx-instrument: no record logged: %s\n",
-               connection_ == nullptr ? "no connection" : mysql_error(connection_));
-  if (connection_ != nullptr) mysql_close(connection_);
+  std::fprintf(stderr, "qmx-instrument: no record logged: %s\n", mysql_error(connection_));
+  mysql_close(connection_);
   connection_ = nullptr;
 }
 
