@@ -19,9 +19,8 @@ class Held {
   long Stamps() const { return static_cast<long>(stamps_.size()); }
   const std::string& Stamp(long number) const { return At(number).text; }
 
-  /// Records of the time stamps below this number, and of all.
+  /// Records of the time stamps below this number.
   long Before(long number) const { return number == 0 ? 0 : At(number - 1).through; }
-  long Records() const { return Before(Stamps()); }
 
   /// The number of the first time stamp that is not earlier than this text.
   long Find(const std::string& text) const;

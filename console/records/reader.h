@@ -50,7 +50,6 @@ class RecordReader {
 
   void Trust() { source_.Trust(); }
   void Set(const std::string& stamp);
-  const FieldTexts& Names() const { return names_; }
 
  private:
   using Texts = std::vector<std::string>;

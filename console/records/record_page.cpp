@@ -180,7 +180,9 @@ class RecordPage {
               << MeanText(column.sum / static_cast<double>(column.numbers)) << "</td>";
       } else {
         page_ << "<td colspan=\"5\" class=\"quiet\">"
-              << (column.empty == static_cast<long>(series_.moments.size()) ? "empty" : "texts")
+              << (column.empty + series_.unsureLines == static_cast<long>(series_.moments.size())
+                      ? "empty"
+                      : "texts")
               << "</td>";
       }
       page_ << "<td class=\"number\">" << ValuesText(column) << "</td><td>";

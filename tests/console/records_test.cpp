@@ -1,15 +1,48 @@
 // Records as lines and files, without a line or a database.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
+#include <functional>
+#include <sstream>
 
 #include "line/failure.h"
+#include "page/page.h"
+#include "records/crowds.h"
+#include "records/pace.h"
 #include "records/record.h"
 #include "records/record_file.h"
+#include "records/record_page.h"
 #include "records/record_store.h"
+#include "records/series.h"
 
 namespace {
+
+const std::string kPath = testing::TempDir() + "records." + std::to_string(getpid());
+
+void Put(const std::string& text, const std::string& end = "") {
+  std::ofstream(kPath + end, std::ios::binary) << text;
+}
+
+std::string TextOf(const std::string& end = "") {
+  std::stringstream text;
+  text << std::ifstream(kPath + end, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+/// How it fails, with FILE for the file's name; empty when it does not.
+std::string Failing(const std::function<void()>& what) {
+  try {
+    what();
+  } catch (const Failure& failure) {
+    std::string text = failure.what();
+    if (text.compare(0, kPath.size(), kPath) == 0) text.replace(0, kPath.size(), "FILE");
+    return text + (failure.status == kUsage ? "" : " ?");
+  }
+  return "";
+}
 
 TEST(Record, KeepsEachTextInItsField) {
   const FieldTexts names = {"Date", "Time", "note", "level"};
@@ -65,25 +98,157 @@ TEST(Record, TellsWhatIsNone) {
   for (const auto& [its, sent, flaw] : cases) EXPECT_EQ(FlawOf(SplitSent(sent), its), flaw) << sent;
 }
 
+TEST(RecordStore, TakesNoFileOfAnother) {
+  const std::string header = "Date,Time,a b";
+  const std::string other = "FILE is not of this download; its first line would be: " + header;
+  const std::string rewritten =
+      "FILE was saved by another program, a spreadsheet perhaps, which wrote its lines in another "
+      "way: let the download have its file, and work on a copy.";
+  const std::string endings =
+      "FILE was saved by another program, which ended its lines in CR LF: let the download have "
+      "its file, and work on a copy.";
+  const std::string rejected =
+      "FILE.rejected is not of this download; its first line would be: Time stamp,Why,Bytes";
+  const struct {
+    std::string text, rejected, header, failure;
+  } cases[] = {
+      {"", "", header, ""},
+      {"", "", "", "FILE has no records."},
+      {"Date,Ti", "", header, ""},
+      {"Date,Ti", "", "", "FILE has no records."},
+      {"Date,Tx", "", header, other},
+      {header, "Time st", header, ""},
+      {header + "\n", "", "", ""},
+      {"Date,Time,a\n", "", header, other},
+      {"Date,Time,a", "", header, ""},
+      {"\"Date\";Time;\"a b\"\n", "", header, rewritten},
+      {"\"Date\";Time;\"a b\"", "", header, other},
+      {header + "\r\n1.2.,\n", "", header, endings},
+      {header + "\n2020-01-01,,1\r\n", "", "", endings},
+      {header + "\n2020-01-01,,1\n2020-01-01,1", "", header, ""},
+      {header + "\n2020-01-01,,1\n2020-01-01,1\n", "", header,
+       "FILE, line 3: no record (no time): 2020-01-01,1\nA spreadsheet may have rewritten it: let "
+       "the download have its file, and work on a copy."},
+      {header + "\n1.1.,,1\n", "", header,
+       "FILE, line 2: no record (no date): 1.1.,,1\nA spreadsheet may have rewritten it: let the "
+       "download have its file, and work on a copy."},
+      {header + "\n2020-01-01,\n", "", header,
+       "FILE, line 2: no record (fewer fields than names): 2020-01-01,"},
+      {header + "\n", "Time stamp,Why\n", header, rejected},
+      {header + "\n", "Time stamp;", header, rejected},
+  };
+  for (const auto& row : cases) {
+    Put(row.text);
+    Put(row.rejected, ".rejected");
+    EXPECT_EQ(Failing([&] { RecordStore(kPath, row.header); }), row.failure) << row.text;
+  }
+  unlink((kPath + ".rejected").c_str());
+  unlink(kPath.c_str());
+  EXPECT_EQ(Failing([] { RecordStore(kPath, ""); }), "FILE cannot be read.");
+  EXPECT_EQ(Failing([] { RecordFile file(testing::TempDir()); }),
+            testing::TempDir() + " is no plain file.");
+  EXPECT_EQ(Failing([] { DiskFile(kPath + "/x", DiskFile::How::kNew); }),
+            "FILE/x cannot be written: No such file or directory.");
+}
+
+TEST(RecordStore, PutsRecordsIntoTheirPlaces) {
+  const std::string header = "Date,Time,a,b";
+  const auto record = [](const std::string& stamp, const std::string& texts,
+                         const std::string& flaw = "") {
+    return Record{stamp, stamp.substr(0, 10) + "," + stamp.substr(11) + "," + texts, flaw};
+  };
+  // More than a piece of it, and a line that was cut off.
+  std::string before = header + "\n2020-01-01,07:00:00,1,\n";
+  std::string behind;
+  for (int i = 0; i < 30000; ++i) behind += "2020-01-02,07:00:00,12345678901234567890,\n";
+  Put(before + behind + "2020-01-03");
+  chmod(kPath.c_str(), 0604);
+  symlink(kPath.c_str(), (kPath + ".link").c_str());
+  {
+    RecordStore store(kPath + ".link", header);
+    EXPECT_EQ(store.Path(), kPath);
+    store.Begin();
+    EXPECT_EQ(TextOf(), before + behind);
+    store.Add({record("2020-01-03 07:00:00", "1,"), record("2020-01-03 07:00:00", "1,2,3")});
+    behind += "2020-01-03,07:00:00,1,\n2020-01-03,07:00:00,1,2,3\n";
+    EXPECT_EQ(TextOf(), before + behind);
+    const std::string bytes = "a\r\n\\n,b";
+    store.Add({record("2020-01-03 07:00:01", "new,"),
+               record("2020-01-02 00:00:00", bytes, "a line end in a text"),
+               record("2020-01-01 07:00:00", "b,\"x\""), record("2020-01-01 07:00:00", "a,"),
+               record("2020-01-01 00:00:00", "old,")});
+    before.insert(header.size() + 1, "2020-01-01,00:00:00,old,\n");
+    before += "2020-01-01,07:00:00,b,\"\"\"x\"\"\"\n2020-01-01,07:00:00,a,\n";
+    EXPECT_EQ(TextOf(), before + behind + "2020-01-03,07:00:01,new,\n");
+    EXPECT_EQ(store.Unclear(), 1);
+    EXPECT_EQ(TextOf(".rejected"),
+              "Time stamp,Why,Bytes\n2020-01-02 00:00:00,a line end in a text,"
+              "\"2020-01-02,00:00:00,a\\r\\n\\\\n,b\"\n");
+    store.Add({record("2020-01-04 07:00:00", "last,")});
+    behind += "2020-01-03,07:00:01,new,\n2020-01-04,07:00:00,last,\n";
+    EXPECT_EQ(TextOf(), before + behind);
+  }
+  struct stat status {};
+  EXPECT_EQ(stat(kPath.c_str(), &status) + (status.st_mode & 07777), 0604U);
+  EXPECT_NE(access((kPath + ".new").c_str(), F_OK), 0);
+
+  RecordStore store(kPath, header);
+  ASSERT_EQ(store.Rejected().size(), 1U);
+  EXPECT_EQ(store.Rejected()[0].sent, "2020-01-02,00:00:00,a\r\n\\n,b");
+  EXPECT_EQ(store.Holds().Of("2020-01-02 00:00:00"), 1);
+  // What was quoted otherwise, and what an earlier version wrote for it.
+  std::vector<std::string> others;
+  const auto missing = store.Missing(
+      {record("2020-01-01 07:00:00", "a,"), record("2020-01-01 07:00:00", "a,"),
+       record("2020-01-01 07:00:00", "b,\"x\""), store.Rejected()[0], store.Rejected()[0],
+       record("2020-01-04 07:00:00", "l\nast,", "a line end in a text")},
+      "2020-01-01 00:00:01", "2020-01-02 07", others);
+  ASSERT_EQ(missing.size(), 3U);
+  EXPECT_EQ(missing[0].sent + missing[1].sent,
+            "2020-01-01,07:00:00,a,2020-01-02,00:00:00,a\r\n\\n,b");
+  EXPECT_EQ(others, std::vector<std::string>{"2020-01-01,07:00:00,1,"});
+
+  store.Begin();
+  std::filesystem::rename(kPath + ".rejected", kPath);
+  EXPECT_EQ(Failing([&] { store.Add({record("2020-01-05 07:00:00", "1,")}); }),
+            "FILE was removed or replaced while it was written.");
+  for (const char* end : {"", ".link"}) unlink((kPath + end).c_str());
+}
+
+TEST(RecordStore, WritesToStandardOutput) {
+  testing::internal::CaptureStdout();
+  RecordStore store("-", "Date,Time,a");
+  store.Begin();
+  store.Add({{"2020-01-02", "2020-01-02,,\"", ""}, {"2020-01-01", "2020-01-01,,1", ""}});
+  store.Add({{"2020-01-01", "2020-01-01,,\n", "a line end in a text"}});
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Date,Time,a\n2020-01-02,,\"\"\"\"\n2020-01-01,,1\n");
+  std::cout.setstate(std::ios::badbit);
+  EXPECT_EQ(Failing([&] {
+              store.Add({{"2020-01-03", "2020-01-03,,1", ""}});
+            }),
+            "The records cannot be written.");
+  std::cout.clear();
+  EXPECT_FALSE(store.IsThere());
+}
+
 /// As a TIMESTAMP column's come in a repeated hour.
 TEST(RecordStore, KnowsRecordsThatComeOutOfOrder) {
-  const std::string file = testing::TempDir() + "store." + std::to_string(getpid());
   const std::string early = "2026-10-25,02:00:00,2";
   const std::string late = "2026-10-25,02:55:00,1";
-  std::ofstream(file) << "Date,Time,number\n" << early << "\n" << late << "\n";
+  Put("Date,Time,number\n" + early + "\n" + late + "\n");
   std::vector<std::string> others;
-  const RecordStore store(file, "Date,Time,number");
+  const RecordStore store(kPath, "Date,Time,number");
   const auto missing = store.Missing({{TimeStamp(late), late, ""}, {TimeStamp(early), early, ""}},
                                      "2026-10-25 02:30", "2026-10-25 03", others);
   EXPECT_TRUE(missing.empty() && others.empty());
-  unlink(file.c_str());
+  unlink(kPath.c_str());
 }
 
 TEST(RecordFile, TellsWholeLinesFromCutOnes) {
-  const std::string path = testing::TempDir() + "records." + std::to_string(getpid());
-  const auto read = [&path](const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-    RecordFile file(path);
+  const auto read = [](const std::string& text) {
+    Put(text);
+    RecordFile file(kPath);
     std::string seen = file.Header().text + (file.Header().whole ? "|" : "~");
     for (RecordFile::Line line; file.Next(line);) {
       seen += std::to_string(line.number) + ":" + line.text + (line.whole ? "|" : "~") +
@@ -96,18 +261,69 @@ TEST(RecordFile, TellsWholeLinesFromCutOnes) {
   EXPECT_EQ(read("Date\n"), "Date|");
   EXPECT_EQ(read("Date\na\n\nb"), "Date|2:a|7 3:|8 4:b~9 ");
   EXPECT_EQ(read("Date\r\na\r\n"), "Date|2:a|9 CR");
+}
 
-  std::ofstream(path, std::ios::binary)
-      << "Date,Time,a\n2009-06-30,14:00:00,\"1,2\"\n30.06.09,1,2\n";
-  RecordFile file(path);
-  RecordFile::Line line;
-  ASSERT_TRUE(file.Next(line));
-  file.Require(line);
-  ASSERT_TRUE(file.Next(line));
-  EXPECT_THROW(file.Require(line), Failure);
-  EXPECT_THROW(RecordFile{testing::TempDir()}, Failure);
-  unlink(path.c_str());
-  EXPECT_THROW(RecordFile{path}, Failure);
+TEST(Crowds, AreWhereRecordsStandTooClose) {
+  const auto crowds = [](const std::vector<std::string>& minutes) {
+    std::vector<std::string> stamps;
+    for (const std::string& minute : minutes) stamps.push_back("2020-01-01 00:" + minute + ":00");
+    const Held held(stamps);
+    std::string told;
+    for (const Crowd& crowd : Crowds(held, 1, held.Stamps())) {
+      told += std::to_string(crowd.begin) + "-" + std::to_string(crowd.end) + " ";
+    }
+    return told;
+  };
+  EXPECT_EQ(crowds({"01", "03", "05", "07", "07", "09", "11"}), "3-4 ");
+}
+
+TEST(Pace, GrowsUntilABatchTakesItsTime) {
+  Pace fixed(7);
+  Pace pace(0);
+  std::string told;
+  for (const long records : {0L, 40L, 160L, 640L, 2560L, 10000L, 1L}) {
+    for (Pace* of : {&fixed, &pace}) {
+      of->Start();
+      of->Took(records);
+      told += std::to_string(of->Records()) + " ";
+    }
+  }
+  EXPECT_EQ(told, "7 40 7 160 7 640 7 2560 7 10000 7 10000 7 4400 ");
+}
+
+TEST(Page, ShowsEveryByteAsText) {
+  EXPECT_EQ(
+      HtmlText("a\n\t<&>\"\x1f \x7f\x80\xc1\x80\xc2\x80\xc2\xc0\xdf\xbf\xe0\x9f\xbf\xe0\xa0\x80"
+               "\xed\x9f\xbf\xed\xa0\x80\xef\xbf\xbf\xf0\x8f\xbf\xbf\xf0\x90\x80\x80"
+               "\xf4\x8f\xbf\xbf\xf4\x90\x80\x80\xf5\x80\xe2\x82"),
+      "a\n&lt;x09&gt;&lt;&amp;&gt;&quot;&lt;x1F&gt; &lt;x7F&gt;&lt;x80&gt;&lt;xC1&gt;&lt;x80&gt;"
+      "\xc2\x80&lt;xC2&gt;&lt;xC0&gt;\xdf\xbf&lt;xE0&gt;&lt;x9F&gt;&lt;xBF&gt;\xe0\xa0\x80"
+      "\xed\x9f\xbf&lt;xED&gt;&lt;xA0&gt;&lt;x80&gt;\xef\xbf\xbf&lt;xF0&gt;&lt;x8F&gt;&lt;xBF&gt;"
+      "&lt;xBF&gt;\xf0\x90\x80\x80\xf4\x8f\xbf\xbf&lt;xF4&gt;&lt;x90&gt;&lt;x80&gt;&lt;x80&gt;"
+      "&lt;xF5&gt;&lt;x80&gt;&lt;xE2&gt;&lt;x82&gt;");
+}
+
+TEST(Page, TellsOfTheInstrument) {
+  Put("Date,Time,a\n2020-01-01,,1\n");
+  WriteRecordPage({{kPath}, kPath + ".html"}, {{"<a>", "\"b\""}, {"c", "d"}}, "All is <there>.");
+  const std::string page = TextOf(".html");
+  EXPECT_NE(page.find("<p>All is &lt;there&gt;.</p>\n<h2>Plots</h2>"), std::string::npos);
+  EXPECT_NE(page.find("<h2>The instrument</h2>\n<details><summary>As it was when this page was made"
+                      "</summary>\n<div class=\"scroll\"><table>\n<tr><th>&lt;a&gt;</th><td>&quot;"
+                      "b&quot;</td></tr>\n<tr><th>c</th><td>d</td></tr>\n</table></div></details>\n"
+                      "<h2>Files</h2>"),
+            std::string::npos);
+  for (const char* end : {"", ".html"}) unlink((kPath + end).c_str());
+  std::string units;
+  for (const char* end :
+       {"ug_m3",   "mg_m3", "l_min", "l_h", "m3_h", "m_s", "degC", "C",   "K",  "hPa",
+        "mbar",    "kPa",   "Pa",    "mV",  "V",    "mA",  "A",    "W",   "Hz", "pct",
+        "percent", "ug",    "mg",    "s",   "min",  "h",   "x",    "[°C]"}) {
+    units += UnitOf(std::string("a_") + end) + " ";
+  }
+  EXPECT_EQ(units + UnitOf("_K"),
+            "µg/m³ mg/m³ l/min l/h m³/h m/s °C °C K hPa mbar kPa Pa mV V mA A W Hz % % µg mg s min "
+            "h   ");
 }
 
 }  // namespace
