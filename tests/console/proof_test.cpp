@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <regex>
 
 #include "line/failure.h"
 #include "record_model.h"
@@ -38,6 +39,30 @@ class Proof100000 : public testing::Test {
     file.close();
     instrument_.requests = 0;
     return Prove(instrument_, options_);
+  }
+
+  /// An outcome, and how many requests it took.
+  std::string Text(const Outcome& of) {
+    std::string text = (of.whole ? "all " : "of ") + std::to_string(of.records) + "+" +
+                       std::to_string(of.older) + "+" + std::to_string(of.rejected) + " " +
+                       of.oldest + ">" + of.newest;
+    for (const Part& part : of.parts) {
+      text += " [" + part.from + ">" + part.to + " -" + std::to_string(part.lacks) + "+" +
+              std::to_string(part.more) + (part.atLeast ? "...]" : "]");
+    }
+    static const std::regex kStamp("20..-(..)-(..) (..):(..):");
+    return std::regex_replace(text, kStamp, "$1$2 $3$4 ") + " in " +
+           std::to_string(std::exchange(instrument_.requests, 0));
+  }
+
+  /// Those of a proof of these lines, and of a download that goes on from them.
+  std::string Told(const std::vector<std::string>& lines) {
+    try {
+      const std::string proof = Text(ProveWith(lines));
+      return proof + "; " + Text(Download(instrument_, options_, observer_)) + "\n";
+    } catch (const Failure& failure) {
+      return std::to_string(failure.status) + " " + failure.what() + "\n";
+    }
   }
 
   std::vector<std::string> Lines() const {
@@ -97,6 +122,188 @@ TEST_F(Proof100000, FindsInFewRequestsWhatIsMissingOrTooMany) {
   EXPECT_EQ(outcome.records, 69000);
 }
 
+TEST_F(Proof100000, TellsAllOfWhatDiffers) {
+  options_.batch = 40;
+  Log(1000);
+  // Then the clock was set forward, and records come faster.
+  for (int i = 0; i < 1000; ++i) {
+    const std::string stamp = TimeStampOf(*MomentOf("2026-11-01") + 10000LL * i);
+    instrument_.Log(stamp.substr(0, 10) + "," + stamp.substr(11) + "," + std::to_string(i) + ",N");
+  }
+  lines_ = instrument_.Records();
+  const struct {
+    std::string from, to;
+    struct {
+      long at, removed, doubled;
+    } edits[3];
+  } cases[] = {
+      {"begin", "", {}},
+      {"begin", "", {{0, 2000, 0}}},
+      {"begin", "", {{1, 1999, 0}}},
+      {"begin", "", {{2, 1998, 0}}},
+      {"begin", "2026-11", {{500, 1500, 0}}},
+      {"begin", "", {{1900, 0, 50}, {1700, 100, 0}, {400, 1000, 0}}},
+      {"begin", "", {{260, 0, 1}, {205, 1, 0}, {200, 1, 0}}},
+      {"begin", "", {{600, 0, 40}, {300, 40, 0}}},
+      {"-1h", "", {{1999, 1, 0}, {1600, 1, 0}}},
+      {"-90m", "", {{1458, 2, 0}}},
+      {"-1d", "2025-10", {}},
+      {"2025-10-26", "2025-10-26", {{575, 1, 1}, {287, 1, 0}}},
+      {"2025-10-26", "2025-10-26", {{574, 2, 1}, {288, 1, 0}}},
+      {"2025-10-26 00:01", "2025-10-26 00:55:00", {{298, 3, 0}, {288, 1, 0}}},
+      {"2025-10-27", "2025-10-26", {}},
+      {"yesterday", "", {}},
+      {"begin", "now", {}},
+  };
+  std::string told;
+  for (const auto& row : cases) {
+    options_.from = row.from;
+    options_.to = row.to;
+    std::vector<std::string> lines = lines_;
+    for (const auto& [at, removed, doubled] : row.edits) {
+      for (long i = 0; i < doubled; ++i)
+        lines.insert(lines.begin() + at + 2 * i, lines[at + 2 * i]);
+      lines.erase(lines.begin() + at, lines.begin() + at + removed);
+    }
+    told += Told(lines);
+  }
+  // No more parts than these are told.
+  for (const std::size_t parts : {20, 21}) {
+    std::vector<std::string> lines = lines_;
+    for (std::size_t i = parts; i > 0; --i) lines.erase(lines.begin() + static_cast<long>(i) * 90);
+    options_.to.clear();
+    const Outcome outcome = ProveWith(lines);
+    ASSERT_EQ(outcome.parts.size(), 20U);
+    EXPECT_EQ(outcome.parts.back().atLeast, parts == 21);
+  }
+  EXPECT_EQ(told, R"(all 2000+0+0 >1101 0246 30 in 14; all 2000+0+0 >1101 0246 30 in 20
+of 0+0+0 > [1025 0000 00>1101 0246 20 -1999+0] [1101 0246 30>1101 0246 30 -1+0] in 82; all 2000+0+0 >1101 0246 30 in 71
+all 1+0+0 >1025 0000 00 in 10; all 2000+0+0 >1101 0246 30 in 70
+all 2+0+0 >1025 0005 00 in 6; all 2000+0+0 >1101 0246 30 in 70
+of 500+0+0 >1026 1735 00 [1026 1740 00>1101 0246 20 -1499+0] [1101 0246 30>1101 0246 30 -1+0] in 97; all 2000+0+0 >1101 0246 30 in 58
+of 950+0+0 >1101 0246 30 [1026 0920 00>1101 0106 30 -1000+0] [1101 0156 40>1101 0213 10 -100+0] [1101 0230 00>1101 0238 10 -0+50] in 134; of 2050+0+0 >1101 0246 30 [1101 0230 00>1101 0238 10 -0+50] in 145
+of 1999+0+0 >1101 0246 30 [1025 1640 00>1025 2140 00 -2+1] in 34; of 2001+0+0 >1101 0246 30 [1025 2140 00>1025 2140 00 -0+1] in 70
+of 2000+0+0 >1101 0246 30 [1026 0100 00>1026 0415 00 -40+0] [1027 0200 00>1027 0515 00 -0+40] in 71; of 2040+0+0 >1101 0246 30 [1027 0200 00>1027 0515 00 -0+40] in 111
+all 360+0+0 1101 0146 30>1101 0246 20 in 16; all 361+0+0 1101 0146 30>1101 0246 30 in 23
+of 540+0+0 1101 0116 40>1101 0246 30 [1101 0116 30>1101 0116 30 -1+0] in 36; all 541+0+0 1101 0116 30>1101 0246 30 in 51
+all 0+0+0 > in 14; all 0+0+0 > in 21
+all 288+0+0 1026 0000 00>1026 2355 00 in 14; all 288+0+0 1026 0000 00>1026 2355 00 in 21
+of 286+0+0 1026 0005 00>1026 2355 00 [1026 0000 00>1026 0000 00 -1+0] [1026 2350 00>1026 2350 00 -1+0] in 38; all 288+0+0 1026 0000 00>1026 2355 00 in 54
+of 9+0+0 1026 0005 00>1026 0045 00 [1026 0050 00>1026 0055 00 -2+0] in 18; all 11+0+0 1026 0005 00>1026 0055 00 in 21
+all 0+0+0 > in 12; all 0+0+0 > in 19
+1 --from takes begin, pointer, a time stamp such as '2009-06-30 14:00:00', 2009-06-30 or 2009-06, or how far back from the newest record, such as -7d.
+1 --to takes a time stamp such as '2009-06-30 14:00:00', 2009-06-30 or 2009-06.
+)");
+}
+
+/// As many lines as were announced; what a text has more is behind them.
+void Split(RecordSource::Batch& batch) {
+  std::string all;
+  for (const std::string& line : batch.lines) all += line + "\r\n";
+  for (std::string& line : batch.lines) {
+    line = all.substr(0, all.find("\r\n"));
+    all.erase(0, line.size() + 2);
+  }
+  batch.rest = all;
+}
+
+TEST_F(Proof100000, SaysWhatItCannotSettle) {
+  options_.batch = 10;
+  Log(100);
+  std::vector<std::string> lines = lines_;
+  lines.erase(lines.begin() + 40, lines.begin() + 60);
+  long count = 0;
+  std::string told;
+  const std::pair<bool, std::function<void(std::string&)>> changes[] = {
+      {false, [&](std::string& line) { line += std::to_string(++count); }},
+      {true, [&](std::string& line) { line += std::to_string(++count); }},
+      {true,
+       [&](std::string& line) { line.resize(line.size() + (++count % 15 == 0 ? 1 : 0), '!'); }},
+      {false, [&](std::string& line) { line.replace(0, 4, "2020"); }},
+      {false, [&](std::string& line) { line.erase(0, line.find(",50,") < 30 ? 3 : 0); }},
+  };
+  for (const auto& [twice, change] : changes) {
+    options_.twice = twice;
+    instrument_.onTheLine = [&now = change](RecordSource::Batch& batch) {
+      for (std::string& line : batch.lines) now(line);
+    };
+    told += Told(lines);
+    std::filesystem::remove(options_.file + ".rejected");
+  }
+  options_.twice = false;
+  // One that looks like two, among more of its time stamp than are brought at a time.
+  for (int i = 0; i < 12; ++i) instrument_.Log("2025-10-25,04:00:00," + std::to_string(i) + ",N");
+  instrument_.Log("2025-10-25,04:00:00,12,\r\n2025-10-25,04:00:00,13,N");
+  instrument_.onTheLine = Split;
+  told += Told(lines);
+  std::filesystem::remove(options_.file + ".rejected");
+  instrument_ = RecordModel();
+  Log(100);
+  for (const char* way : {"100", "50", "1"}) {
+    instrument_.miscounts = {{way, "99"}};
+    told += Told(lines_) + Told(lines);
+  }
+  EXPECT_EQ(
+      told,
+      R"(of 80+0+0 >1025 0815 00 [1025 0225 00>1025 0635 00 -29+9] in 26; of 1595+0+0 >1025 0815 00 [1025 0200 00>1025 0815 00 -0+1495] in 814
+5 The record behind 2025-10-25 02:20:00 comes differently each time.
+of 80+0+0 >1025 0815 00 [1025 0320 00>1025 0635 00 -20+0] in 44; all 100+0+0 >1025 0815 00 in 73
+5 Behind 2025-10-25 02:20:00 the instrument gives earlier records, and so never comes to later ones: its table is not ordered by the text of its time stamps.
+of 80+0+0 >1025 0815 00 [1025 0320 00>1025 0635 00 -20+0] in 123; all 99+0+1 >1025 0815 00 in 96
+of 80+0+0 >1025 0815 00 [1025 0320 00>1025 0530 00 -33+0] in 33; of 109+0+0 >1025 0815 00 in 261
+of 100+0+0 >1025 0815 00 in 80; of 100+0+0 >1025 0815 00 in 83
+of 80+0+0 >1025 0815 00 [1025 0320 00>1025 0635 00 -20+0] in 30; of 100+0+0 >1025 0815 00 in 113
+all 100+0+0 >1025 0815 00 in 8; all 100+0+0 >1025 0815 00 in 14
+of 80+0+0 >1025 0815 00 [1025 0320 00>1025 0635 00 -20+0] in 30; all 100+0+0 >1025 0815 00 in 44
+all 100+0+0 >1025 0815 00 in 8; all 100+0+0 >1025 0815 00 in 14
+of 80+0+0 >1025 0815 00 [1025 0320 00>1025 0635 00 -20+0] in 30; all 100+0+0 >1025 0815 00 in 44
+)");
+}
+
+TEST_F(Proof100000, SettlesWhatChangesMeanwhile) {
+  options_.batch = 10;
+  std::string told;
+  for (const int cleared : {0, 30, 70}) {
+    long requests = 0;
+    for (long at = 1; at < 42; at += 3) {
+      instrument_ = RecordModel();
+      Log(100);
+      std::vector<std::string> lines = lines_;
+      lines.erase(lines.begin() + 40, lines.begin() + 60);
+      ProveWith(lines);
+      instrument_.beforeEach = [&] {
+        if (instrument_.requests != at) return;
+        instrument_.Clear(cleared);
+        if (cleared == 0) instrument_.Log("2025-10-25,01:00:00,1,N");
+      };
+      instrument_.requests = 0;
+      const Outcome outcome = Download(instrument_, options_, observer_);
+      told += (outcome.whole ? " " : " !") + std::to_string(outcome.records) + "+" +
+              std::to_string(outcome.older);
+      requests += instrument_.requests;
+    }
+    told += " in " + std::to_string(requests) + "\n";
+  }
+  options_.file = "-";
+  for (const long at : {5, 20}) {
+    instrument_.requests = 0;
+    instrument_.beforeEach = [&] {
+      if (instrument_.requests == at) instrument_.Log("2025-10-25,00:10:01,1,N");
+    };
+    testing::internal::CaptureStdout();
+    told += Text(Download(instrument_, options_, observer_)) + "\n";
+    testing::internal::GetCapturedStdout();
+  }
+  EXPECT_EQ(
+      told,
+      R"( 101+0 101+0 101+0 101+0 101+0 101+0 101+0 101+0 101+0 101+0 101+0 101+0 101+0 101+0 in 1004
+ 70+30 70+30 70+30 70+30 70+30 70+30 70+30 70+30 70+30 70+30 70+30 70+30 100+0 100+0 in 648
+ 30+50 30+50 30+50 30+50 30+50 30+50 30+57 30+66 30+70 30+70 30+70 30+70 100+0 100+0 in 498
+of 30+0+0 >1025 0815 00 [0001-01-01 00:00:00>1025 0815 00 -0+0] in 27
+all 31+0+0 >1025 0815 00 in 21
+)");
+}
+
 /// A month's file at the month's turn.
 TEST_F(Proof100000, TakesNothingEarlierThanItIsToldTo) {
   options_.from = "2025-12";
@@ -132,16 +339,7 @@ TEST_F(Proof100000, OneBadRecordCostsItselfAlone) {
                              "2025-10-25,00:11:00,7,\r\n\r\n",
                              "2025-10-25,00:16:00,7,\r\nx,y,z\r\n,"};
   for (const std::string& record : bad) instrument_.Log(record);
-  instrument_.onTheLine = [](RecordSource::Batch& batch) {
-    // As many lines as were announced; what a text has more is behind them.
-    std::string all;
-    for (const std::string& line : batch.lines) all += line + "\r\n";
-    for (std::string& line : batch.lines) {
-      line = all.substr(0, all.find("\r\n"));
-      all.erase(0, line.size() + 2);
-    }
-    batch.rest = all;
-  };
+  instrument_.onTheLine = Split;
   for (const long batch : {2, 3, 25, 1000}) {
     options_.batch = batch;
     std::filesystem::remove(options_.file);
