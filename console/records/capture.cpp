@@ -116,7 +116,7 @@ Capture::Capture(const std::vector<Moment>& moments) : interval_(MostFrequentSte
 }
 
 Share Capture::All() const {
-  Share all{days_.empty() ? "" : days_.front().from, days_.empty() ? "" : days_.back().to, 0, 0};
+  Share all{"", "", 0, 0};
   for (const Share& day : days_) {
     all.present += day.present;
     all.missing += day.missing;

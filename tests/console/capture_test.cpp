@@ -36,13 +36,18 @@ TEST(Capture, CountsByDayAndMonth) {
   // Late by less than half an interval is no gap; two of one moment, as in a repeated hour,
   // neither.
   EXPECT_EQ(Told({"2020-01-01 00:00:00", "2020-01-01 01:00:00", "2020-01-01 01:00:00",
-                  "2020-01-01 02:29:59", "2020-01-01 03:29:59"}),
+                  "2020-01-01 02:30:00", "2020-01-01 03:30:00"}),
             "3600 s | 2020-01-01 5-0 | 2020-01 5-0");
   // Over the end of a month, with whole days that have nothing.
   EXPECT_EQ(Told({"2020-02-28 10:00:00", "2020-02-28 16:00:00", "2020-02-28 22:00:00",
                   "2020-03-02 04:00:00", "2020-03-02 10:00:00"}),
             "21600 s; 2020-02-28 22:00:00 > 2020-03-02 04:00:00 -8 | 2020-02-28 3-0 | "
             "2020-02-29 0-4 | 2020-03-01 0-4 | 2020-03-02 2-0 | 2020-02 3-4 | 2020-03 2-4");
+  EXPECT_EQ(Told({"1969-12-30 23:00:00", "1969-12-31 00:00:00", "1969-12-31 01:00:00",
+                  "1970-01-01 01:00:00", "1970-01-01 04:00:00", "1970-01-01 07:00:00"}),
+            "3600 s; 1969-12-31 01:00:00 > 1970-01-01 01:00:00 -23; 1970-01-01 01:00:00 > "
+            "1970-01-01 04:00:00 -2; 1970-01-01 04:00:00 > 1970-01-01 07:00:00 -2 | 1969-12-30 1-0 "
+            "| 1969-12-31 2-22 | 1970-01-01 3-5 | 1969-12 3-22 | 1970-01 3-5");
   EXPECT_EQ(Told({"2020-01-01", "2020-01-02", "2020-01-03", "2020-02-04"}),
             "86400 s; 2020-01-03 00:00:00 > 2020-02-04 00:00:00 -31 | 2020-01-01 1-0 | "
             "2020-01-02 1-0 | 2020-01-03 1-0 | 2020-01-04..2020-01-31 0-28 | "
@@ -51,19 +56,24 @@ TEST(Capture, CountsByDayAndMonth) {
 
 TEST(Capture, IsToldInFigures) {
   std::string told;
-  for (const Moment duration : {500, 90000, 300000, 11100000, 86400000, 187200000}) {
+  for (const Moment duration : {500, 59000, 60000, 90000, 300000, 3599000, 3600000, 11100000,
+                                86400000, 172740000, 172800000, 187200000}) {
     told += DurationText(duration) + ", ";
   }
-  EXPECT_EQ(told, "0.5 s, 90 s, 5 min, 3 h 5 min, 24 h, 2 d 4 h, ");
+  EXPECT_EQ(told,
+            "0.5 s, 59 s, 1 min, 90 s, 5 min, 3599 s, 1 h, 3 h 5 min, 24 h, 47 h 59 min, 2 d, 2 d "
+            "4 h, ");
   EXPECT_EQ(PercentText({"", "", 9999, 1}) + PercentText({"", "", 903, 97}), "99.9 %90.3 %");
-  EXPECT_EQ(RecordsText(1) + Grouped(999) + Grouped(-123456) + Grouped(1000),
-            "1 record999-123,4561,000");
+  EXPECT_EQ(RecordsText(1) + RecordsText(0) + Grouped(999) + Grouped(-123456) + Grouped(1000000),
+            "1 record0 records999-123,4561,000,000");
 }
 
 TEST(Capture, TakesOnlyDatesOfTheCalendar) {
-  for (const char* stamp : {"", "2020-02-30", "2020-13-01", "2020-01-01 24:00:00", "2020-01-01 x",
-                            "2020-01-01 00:60:00", "2020-01-01 00:00:00.", "2020-01-01 00:00:00.1a",
-                            "2020-01-01 00:00:00 "}) {
+  for (const char* stamp :
+       {"", "2020-02-30", "2020-13-01", "2020-00-10", "2020-01-00", "2020-01-01 24:00:00",
+        "2020-01-01 x", "2020-01-01 00:60:00", "2020-01-01 00:00:61", "2020-01-01 00:00",
+        "2020-01-01 00:00:00.", "2020-01-01 00:00:00.1a", "2020-01-01 00:00:00,1",
+        "2020-01-01 00:00:00 "}) {
     EXPECT_FALSE(MomentOf(stamp)) << stamp;
   }
   for (const char* stamp : {"2020-02-29 23:59:59", "1970-01-01 00:00:00", "1969-12-31 23:59:59.250",
@@ -71,10 +81,25 @@ TEST(Capture, TakesOnlyDatesOfTheCalendar) {
     EXPECT_EQ(TimeStampOf(MomentOf(stamp).value()), stamp);
   }
   EXPECT_EQ(TimeStampOf(MomentOf("2016-12-31 23:59:60").value()), "2017-01-01 00:00:00");
+  const std::string second = "2020-01-01 00:00:00.";
+  for (const char* fraction : {"5", "25", "1239"}) {
+    EXPECT_EQ(TimeStampOf(*MomentOf(second + fraction)),
+              second + (fraction + std::string("00")).substr(0, 3));
+  }
   for (const char* text : {"2021-02-29", "2020-02-30 07:00", "2020-13", "2020-06-31 00:00:00"}) {
     EXPECT_FALSE(SpanOf(text)) << text;
   }
-  EXPECT_EQ(TimeStampOf(SpanOf("2038-01").value().end), "2038-02-01 00:00:00");
+  std::string told;
+  for (const char* text : {"2038-01", "2019-12-31", "2020-02-28 23:59", "2020-01-01 00:00:59"}) {
+    told += StampFrom(SpanOf(text).value().begin) + ">" + StampFrom(SpanOf(text).value().end) + " ";
+  }
+  for (const char* text :
+       {"-7d", "-12h", "-30m", "7d", "-d", "-9", "-1s", "-0d", "--1d", "-1.5h"}) {
+    told += std::to_string(BackOf(text).value_or(0)) + " ";
+  }
+  EXPECT_EQ(told,
+            "2038-01-01>2038-02-01 2019-12-31>2020-01-01 2020-02-28 23:59:00>2020-02-29 2020-01-01 "
+            "00:00:59>2020-01-01 00:01:00 604800000 43200000 1800000 0 0 0 0 0 0 0 ");
 }
 
 /// How the command ends, and why.

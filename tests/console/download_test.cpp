@@ -127,6 +127,7 @@ TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
   WriteFile(file + ".begin", "2020-01-01 03:00:00");
   EXPECT_EQ(Ask({"download", file, "--from", "pointer"}).status, 0);
   EXPECT_EQ(Records(ReadFile(file)), expected("WHERE time_stamp > '2020-01-01 07:00:00'"));
+  EXPECT_EQ(Ask({"areg", "17"}).output, "17  2020-01-01 07:08:00\n");
 
   // What cannot be a record costs itself alone, and is found in its own file once.
   std::filesystem::remove(file);
