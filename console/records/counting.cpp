@@ -7,7 +7,7 @@
 bool Counting::Agrees() {
   doubt_.clear();
   oldest_ = reader_.Oldest();
-  if (held_.Between(window_.behind, JustBehind(oldest_)) > 0) reader_.Trust();
+  if (held_.Of(oldest_) > 0) reader_.Trust();
   const long end = held_.Find(window_.before);
   const long begin = std::min(end, held_.Find(std::max(JustBehind(window_.behind), oldest_)));
   if (end - begin < 2) return false;

@@ -214,6 +214,65 @@ TEST(ConsoleLine, PutsThePointerBackWhenInterrupted) {
   }
 }
 
+TEST(ConsoleLine, TrustsNoPointerUnseen) {
+  const std::string file = LabPath("held.csv");
+  WriteFile(file, "Date,Time,mass\n2020-01-01,00:00:00,1\n");
+  const std::string where = "2020-06-01 12:00:00";
+  const std::string moved = "2020-01-01 00:00:00";
+  const std::string doubt =
+      "The number of register qmxDatabasePointer.0 is not certain here, and without it no place in "
+      "the records is.\n";
+  const std::string lost = "The database pointer could not be put back; it was ";
+  const struct {
+    std::string before, fault, told, after;
+  } cases[] = {
+      {where, "LPRC", doubt, where},
+      {where, "AREG", doubt, where},
+      {where, "AREG late", lost + "at " + where + ".\n" + doubt, moved},
+      {where, "EREG", lost + "at " + where + ".\nEREG refused: …\n", moved},
+      {"", "EREG", lost + "empty.\nEREG refused: …\n", moved},
+      {"", "", file + " holds all 1 record of the instrument up to " + moved + ".\n",
+       "0001-01-01 00:00:00"},
+      {where, "SSTO", "SSTO refused: …\n", where},
+      {where, "ASTO", "The records came, but the database pointer could not be moved.\n", where},
+      {where, "still", lost + "at " + where + ".\n" + doubt, where},
+      {where, "empty",
+       file + " holds all 0 records of the instrument up to " + moved +
+           ", and 1 that it no longer has.\n",
+       where},
+      {"x", "empty", lost + "at x.\n" + doubt, "x"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.before + " " + row.fault);
+    const Line line;
+    Child console({Program("qmx-console"), line.Device(), "prove", file});
+    std::string pointer = row.before;
+    Play(line, console, [&](const std::string& code, const std::string& arguments) {
+      const std::string done = "4" + code + " 0";
+      const bool fails =
+          code == row.fault || (row.fault == "AREG late" && code == "AREG" && pointer != where);
+      if (code == "LPRC")
+        return Reply("4LPRC 0 1") + (fails ? "a.0\r\n" : "qmxDatabasePointer.0\r\n");
+      if (code == "ASTO" && fails)
+        return Reply(done + " 1") + "2020-01-01,00:00:00,1\r\n" + Reply(done + " SE");
+      if (fails) return Reply(done + " SE");
+      if (code == "AREG") return Reply(done + " 1 " + pointer);
+      if (code == "EREG") pointer = arguments.substr(2);
+      if (code == "EREG") return Reply(done + " 1");
+      if ((code == "SSTO" || code == "ASTO") && row.fault != "still" && row.fault != "empty")
+        pointer = "2020-01-01 00:00:00";
+      if (code == "SSTO") return Reply(done);
+      if (code == "ASTO" && row.fault == "empty") return Reply(done + " 0");
+      if (code == "ASTO") return Reply(done + " 1") + "2020-01-01,00:00:00,1\r\n";
+      return Reply(done + " SE");
+    });
+    console.Wait();
+    EXPECT_TRUE(Fits(console.Output() + console.Errors(), row.told))
+        << console.Output() << console.Errors();
+    EXPECT_EQ(pointer, row.after);
+  }
+}
+
 /// One after the other in one console: a reply that comes late, and other programs' replies.
 TEST(ConsoleLine, TakesNoLateReplyForTheNextOne) {
   const Line line;

@@ -10,6 +10,7 @@
 
 #include "line/failure.h"
 #include "page/page.h"
+#include "records/capture.h"
 #include "records/crowds.h"
 #include "records/pace.h"
 #include "records/record.h"
@@ -264,17 +265,24 @@ TEST(RecordFile, TellsWholeLinesFromCutOnes) {
 }
 
 TEST(Crowds, AreWhereRecordsStandTooClose) {
-  const auto crowds = [](const std::vector<std::string>& minutes) {
+  // How many records each of the minutes has, two by two but where a letter is.
+  std::string told;
+  for (const std::string records : {"112111112121111a1", "2222222222b2222", "2111",
+                                    "11121112111211121112111211121112111211121112", "112"}) {
     std::vector<std::string> stamps;
-    for (const std::string& minute : minutes) stamps.push_back("2020-01-01 00:" + minute + ":00");
+    Moment moment = 0;
+    for (const char count : records) {
+      moment += count > '9' ? 60000 : 120000;
+      stamps.insert(stamps.end(), static_cast<std::size_t>(count > '9' ? 1 : count - '0'),
+                    TimeStampOf(moment));
+    }
     const Held held(stamps);
-    std::string told;
     for (const Crowd& crowd : Crowds(held, 1, held.Stamps())) {
       told += std::to_string(crowd.begin) + "-" + std::to_string(crowd.end) + " ";
     }
-    return told;
-  };
-  EXPECT_EQ(crowds({"01", "03", "05", "07", "07", "09", "11"}), "3-4 ");
+    told += "\n";
+  }
+  EXPECT_EQ(told, "2-3 8-11 15-16 \n10-11 \n\n3-4 7-8 11-12 19-20 23-24 27-28 35-36 39-40 \n\n");
 }
 
 TEST(Pace, GrowsUntilABatchTakesItsTime) {
