@@ -183,10 +183,35 @@ TEST(ConsoleLine, ForgetsGapsThatWereUncertain) {
   EXPECT_NE(console.Errors().find("not certain here"), std::string::npos);
 }
 
+/// A gateway with one record, of which one function goes wrong.
+struct OneRecord {
+  std::string pointer;
+  std::string fault;
+
+  std::string operator()(const std::string& code, const std::string& arguments) {
+    const std::string done = "4" + code + " 0";
+    const bool fails = code == fault;
+    const std::string record = Reply(done + " 1") + kMoved.substr(0, 10) + ",00:00:00,1\r\n";
+    if (code == "LPRC") return Reply(done + " 1") + (fails ? "a" : "qmxDatabasePointer") + ".0\r\n";
+    if (code == "ASTO" && fails) return record + Reply(done + " SE");
+    if (code.compare(0, 2, "SF") == 0 || fails) return Reply(done + " SE");
+    if (code == "AREG") return Reply(done + " 1 " + pointer);
+    if (code == "EREG") pointer = arguments.substr(2);
+    if (code == "EREG") return Reply(done + " 1");
+    if (code.substr(1) == "STO" && fault != "still" && fault != "empty") pointer = kMoved;
+    if (code == "SSTO" && fault == "later") fault = "AREG";
+    if (code == "ASTO") return fault == "empty" ? Reply(done + " 0") : record;
+    return Reply(done + (code == "SSTO" ? "" : " 5"));
+  }
+
+  inline static const std::string kMoved = "2020-01-01 00:00:00";
+};
+
+const std::string kWhere = "2020-06-01 12:00:00";
+
 TEST(ConsoleLine, PutsThePointerBackWhenInterrupted) {
   const std::string file = LabPath("held.csv");
   WriteFile(file, "Date,Time,mass\n2020-01-01,00:00:00,1\n");
-  const std::string where = "2020-06-01 12:00:00";
   for (const auto& words : {"report " + file, std::string("check --newest")}) {
     for (const bool prompt : {false, true}) {
       WriteFile(LabPath("commands"), words + "\n");
@@ -194,82 +219,52 @@ TEST(ConsoleLine, PutsThePointerBackWhenInterrupted) {
       Child console({"sh", "-c",
                      "exec " + Program("qmx-console") + " " + line.Device() + " " +
                          (prompt ? "<" + LabPath("commands") : words)});
-      std::string pointer = where;
+      OneRecord gateway{kWhere, ""};
       long steps = 0;
       Play(line, console, [&](const std::string& code, const std::string& arguments) {
-        const std::string done = "4" + code + " 0";
-        if (code == "LPRC") return Reply("4LPRC 0 1") + "qmxDatabasePointer.0\r\n";
-        if (code == "AREG") return Reply(done + " 1 " + pointer);
-        if (code == "EREG") pointer = arguments.substr(2);
-        if (code == "EREG") return Reply(done + " 1");
-        if (code == "SSTO" || code == "ASTO") pointer = "2020-01-01 00:00:00";
         if (code == "SSTO" && ++steps == 1) console.Signal(SIGINT);
-        if (code == "SSTO") return Reply(done);
-        if (code == "ASTO") return Reply(done + " 1") + "2020-01-01,00:00:00,1\r\n";
-        return Reply(done + (code.compare(0, 2, "SF") == 0 ? " SE" : " 5"));
+        return gateway(code, arguments);
       });
       EXPECT_EQ(console.Wait(), 128 + SIGINT) << words << console.Errors();
-      EXPECT_TRUE(steps > 0 && pointer == where) << words << pointer;
+      EXPECT_TRUE(steps > 0 && gateway.pointer == kWhere) << words << gateway.pointer;
     }
   }
 }
 
 TEST(ConsoleLine, TrustsNoPointerUnseen) {
   const std::string file = LabPath("held.csv");
+  const std::string moved = OneRecord::kMoved;
   WriteFile(file, "Date,Time,mass\n2020-01-01,00:00:00,1\n");
-  const std::string where = "2020-06-01 12:00:00";
-  const std::string moved = "2020-01-01 00:00:00";
   const std::string doubt =
       "The number of register qmxDatabasePointer.0 is not certain here, and without it no place in "
       "the records is.\n";
   const std::string lost = "The database pointer could not be put back; it was ";
+  const std::string none = file + " holds all 0 records of the instrument up to " + moved +
+                           ", and 1 that it no longer has.\n";
   const struct {
     std::string before, fault, told, after;
   } cases[] = {
-      {where, "LPRC", doubt, where},
-      {where, "AREG", doubt, where},
-      {where, "AREG late", lost + "at " + where + ".\n" + doubt, moved},
-      {where, "EREG", lost + "at " + where + ".\nEREG refused: …\n", moved},
+      {kWhere, "LPRC", doubt, kWhere},
+      {kWhere, "AREG", doubt, kWhere},
+      {kWhere, "later", lost + "at " + kWhere + ".\n" + doubt, moved},
+      {kWhere, "EREG", lost + "at " + kWhere + ".\nEREG refused: …\n", moved},
       {"", "EREG", lost + "empty.\nEREG refused: …\n", moved},
       {"", "", file + " holds all 1 record of the instrument up to " + moved + ".\n",
        "0001-01-01 00:00:00"},
-      {where, "SSTO", "SSTO refused: …\n", where},
-      {where, "ASTO", "The records came, but the database pointer could not be moved.\n", where},
-      {where, "still", lost + "at " + where + ".\n" + doubt, where},
-      {where, "empty",
-       file + " holds all 0 records of the instrument up to " + moved +
-           ", and 1 that it no longer has.\n",
-       where},
+      {kWhere, "SSTO", "SSTO refused: …\n", kWhere},
+      {kWhere, "ASTO", "The records came, but the database pointer could not be moved.\n", kWhere},
+      {kWhere, "still", lost + "at " + kWhere + ".\n" + doubt, kWhere},
+      {kWhere, "empty", none, kWhere},
       {"x", "empty", lost + "at x.\n" + doubt, "x"},
   };
   for (const auto& row : cases) {
-    SCOPED_TRACE(row.before + " " + row.fault);
     const Line line;
     Child console({Program("qmx-console"), line.Device(), "prove", file});
-    std::string pointer = row.before;
-    Play(line, console, [&](const std::string& code, const std::string& arguments) {
-      const std::string done = "4" + code + " 0";
-      const bool fails =
-          code == row.fault || (row.fault == "AREG late" && code == "AREG" && pointer != where);
-      if (code == "LPRC")
-        return Reply("4LPRC 0 1") + (fails ? "a.0\r\n" : "qmxDatabasePointer.0\r\n");
-      if (code == "ASTO" && fails)
-        return Reply(done + " 1") + "2020-01-01,00:00:00,1\r\n" + Reply(done + " SE");
-      if (fails) return Reply(done + " SE");
-      if (code == "AREG") return Reply(done + " 1 " + pointer);
-      if (code == "EREG") pointer = arguments.substr(2);
-      if (code == "EREG") return Reply(done + " 1");
-      if ((code == "SSTO" || code == "ASTO") && row.fault != "still" && row.fault != "empty")
-        pointer = "2020-01-01 00:00:00";
-      if (code == "SSTO") return Reply(done);
-      if (code == "ASTO" && row.fault == "empty") return Reply(done + " 0");
-      if (code == "ASTO") return Reply(done + " 1") + "2020-01-01,00:00:00,1\r\n";
-      return Reply(done + " SE");
-    });
+    OneRecord gateway{row.before, row.fault};
+    Play(line, console, std::ref(gateway));
     console.Wait();
-    EXPECT_TRUE(Fits(console.Output() + console.Errors(), row.told))
-        << console.Output() << console.Errors();
-    EXPECT_EQ(pointer, row.after);
+    const std::string told = console.Output() + console.Errors();
+    EXPECT_TRUE(Fits(told, row.told) && gateway.pointer == row.after) << row.fault << ": " << told;
   }
 }
 
