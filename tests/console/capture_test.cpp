@@ -72,7 +72,7 @@ TEST(Capture, TakesOnlyDatesOfTheCalendar) {
   for (const char* stamp :
        {"", "2020-02-30", "2020-13-01", "2020-00-10", "2020-01-00", "2020-01-01 24:00:00",
         "2020-01-01 x", "2020-01-01 00:60:00", "2020-01-01 00:00:61", "2020-01-01 00:00",
-        "2020-01-01 00:00:00.", "2020-01-01 00:00:00.1a", "2020-01-01 00:00:00,1",
+        "2020-01-01 00:00:00.", "2020-01-01 00:00:00.a1", "2020-01-01 00:00:00,1",
         "2020-01-01 00:00:00 "}) {
     EXPECT_FALSE(MomentOf(stamp)) << stamp;
   }
@@ -93,7 +93,7 @@ TEST(Capture, TakesOnlyDatesOfTheCalendar) {
   for (const char* text : {"2038-01", "2019-12-31", "2020-02-28 23:59", "2020-01-01 00:00:59"}) {
     told += StampFrom(SpanOf(text).value().begin) + ">" + StampFrom(SpanOf(text).value().end) + " ";
   }
-  for (const char* text : {"-7d", "-12h", "-1m", "7d", "-d", "-9", "-1s", "-0d", "--1d", "-1.5h"}) {
+  for (const char* text : {"-7d", "-12h", "-1m", "77d", "-d", "-9", "-1s", "-0d", "--1d", "-1.5h"}) {
     told += std::to_string(BackOf(text).value_or(0)) + " ";
   }
   EXPECT_EQ(told,
