@@ -93,6 +93,7 @@ TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
 
   // Files that are not of this download stay as they are, and so does the pointer.
   WriteFile(file, "Date,Time,number,half,more\n");
+  ASSERT_EQ(Ask({"ereg", "17", pointer}).status, 0);
   EXPECT_EQ(Ask({"download", file}).status, 1);
   EXPECT_EQ(ReadFile(file), "Date,Time,number,half,more\n");
   EXPECT_EQ(Ask({"areg", "17"}).output, "17  " + pointer + "\n");
