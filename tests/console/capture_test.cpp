@@ -93,7 +93,8 @@ TEST(Capture, TakesOnlyDatesOfTheCalendar) {
   for (const char* text : {"2038-01", "2019-12-31", "2020-02-28 23:59", "2020-01-01 00:00:59"}) {
     told += StampFrom(SpanOf(text).value().begin) + ">" + StampFrom(SpanOf(text).value().end) + " ";
   }
-  for (const char* text : {"-7d", "-12h", "-1m", "77d", "-d", "-9", "-1s", "-0d", "--1d", "-1.5h"}) {
+  for (const char* text :
+       {"-7d", "-12h", "-1m", "77d", "-d", "-9", "-1s", "-0d", "--1d", "-1.5h"}) {
     told += std::to_string(BackOf(text).value_or(0)) + " ";
   }
   EXPECT_EQ(told,
