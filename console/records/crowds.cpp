@@ -9,13 +9,16 @@ std::vector<Crowd> Crowds(const Held& held, long begin, long end) {
   const Moment usual = Capture(moments).Interval();
   const bool single = 2 * (held.Before(end) - held.Before(begin)) < 3 * (end - begin);
   std::vector<Crowd> crowds;
+  bool before = false;  // whether the last crowd is of several records
   for (long i = begin; i < end; ++i) {
     const auto at = static_cast<std::size_t>(i - begin);
     const bool several = single && held.Before(i + 1) - held.Before(i) > 1;
     const bool close = i > begin && moments[at] - moments[at - 1] < usual;
     if (!several && !close) continue;
-    if (crowds.empty() || crowds.back().end + 1 < i) crowds.push_back({i, i});
+    // Of a record taken twice the end is looked at also where all stand close.
+    if (crowds.empty() || crowds.back().end + 1 < i || several != before) crowds.push_back({i, i});
     crowds.back().end = i + 1;
+    before = several;
   }
   std::vector<Crowd> some;
   for (std::size_t i = 0; i < crowds.size() && i < kMost; ++i) {

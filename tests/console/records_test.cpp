@@ -235,15 +235,19 @@ TEST(RecordStore, WritesToStandardOutput) {
 }
 
 TEST(Crowds, AreWhereRecordsStandTooClose) {
-  // How many records each of the minutes has, two by two but where a letter is.
+  // How many records each of the minutes has, two by two but where a letter is; C has two.
   std::string told;
-  for (const std::string records : {"112111112121111a1", "2222222222b2222", "2111",
-                                    "11121112111211121112111211121112111211121112", "112"}) {
+  for (const std::string records :
+       {"112111112121111a1", "2222222222b2222", "2111",
+        "11121112111211121112111211121112111211121112", "112", "11111111aaCaa"}) {
     std::vector<std::string> stamps;
     Moment moment = 0;
     for (const char count : records) {
       moment += count > '9' ? 60000 : 120000;
-      stamps.insert(stamps.end(), static_cast<std::size_t>(count > '9' ? 1 : count - '0'),
+      stamps.insert(stamps.end(),
+                    static_cast<std::size_t>(count == 'C'  ? 2
+                                             : count > '9' ? 1
+                                                           : count - '0'),
                     TimeStampOf(moment));
     }
     const Held held(stamps);
@@ -252,7 +256,9 @@ TEST(Crowds, AreWhereRecordsStandTooClose) {
     }
     told += "\n";
   }
-  EXPECT_EQ(told, "2-3 8-11 15-16 \n10-11 \n\n3-4 7-8 11-12 19-20 23-24 27-28 35-36 39-40 \n\n");
+  EXPECT_EQ(told,
+            "2-3 8-11 15-16 \n10-11 \n\n3-4 7-8 11-12 19-20 23-24 27-28 35-36 39-40 \n\n8-10 10-11 "
+            "11-13 \n");
 }
 
 TEST(Pace, GrowsUntilABatchTakesItsTime) {
