@@ -6,7 +6,6 @@
 // Needs both of them.
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-#include <map>
 #include <stdexcept>
 
 // The library exports these and declares them nowhere.
@@ -24,9 +23,6 @@ Objects* g_objects;
 Agent::Written g_written;
 std::function<void()> g_tick;
 
-/// Values replaced by a write that may still be undone.
-std::map<Identifier, Value> g_replaced;
-
 Identifier NameOf(const netsnmp_variable_list& binding) {
   return {binding.name, binding.name + binding.name_length};
 }
@@ -38,12 +34,10 @@ int WhyNot(const Identifier& object, const Value& old, const netsnmp_variable_li
                                                                        : SNMP_ERR_NOERROR;
 }
 
+/// What is refused is refused before anything is set: nothing is to be undone.
 void Set(int mode, const Identifier& object, Value& value, const netsnmp_variable_list& wanted) {
   if (mode == MODE_SET_ACTION) {
-    g_replaced[object] = value;
     value = Copy(wanted);
-  } else if (mode == MODE_SET_UNDO) {
-    value = g_replaced[object];
   } else if (mode == MODE_SET_COMMIT) {
     g_written(object);
   }
@@ -53,9 +47,8 @@ void HandleOne(netsnmp_agent_request_info* info, netsnmp_request_info* request) 
   netsnmp_variable_list& binding = *request->requestvb;
   Objects::Map& objects = g_objects->All();
   const Identifier asked = NameOf(binding);
-  const auto found = info->mode != MODE_GETNEXT ? objects.find(asked)
-                     : request->inclusive != 0  ? objects.lower_bound(asked)
-                                                : objects.upper_bound(asked);
+  const auto found =
+      info->mode == MODE_GETNEXT ? objects.upper_bound(asked) : objects.find(asked);
   if (found == objects.end()) {
     // Behind the last object the library finds for itself that there is none.
     if (info->mode != MODE_GETNEXT) netsnmp_request_set_error(request, SNMP_NOSUCHOBJECT);
