@@ -198,7 +198,7 @@ TEST_F(Console, AnswersItsCommands) {
        "",
        "A request cannot have the byte STX, ETX or NUL in it."},
       {{"lcfg", "--json"}, 0, R"({"command":"LCFG","status":0,"value":"2"})", ""},
-      {{"ereg", "1", std::string(248, 'x')},
+      {{"ereg", "1", std::string(245, 'x')},
        1,
        "",
        "The gateway takes no request of more than 255 characters."},

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <set>
 #include <thread>
 
 #include "fixture.h"
@@ -19,62 +18,28 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
     int status;
     const char* told;  // all of it
   } kTable[] = {
-      {{"lcfg"}, "x<x00><ETX>~<STX>4LCFG 0 5<ETX><CR><LF>", 0, "instrument type 5"},
       {{"lcfg"},
        "noise",
        3,
        "No reply: what came is no frame: noise. It may come at another speed than 9600 baud, in "
        "another protocol, or through a bad cable. \"check\" looks for it."},
-      {{"lcfg"},
-       "<STX>4LCFG K0<ETX>",
-       3,
-       "No reply. What is sent comes back: there is a loopback plug on the line, or a cable that "
-       "joins its two wires."},
-      {{"lcfg"}, "<STX>4LCFG K0<ETX><STX>4LCFG 0 5<ETX><CR><LF>", 0, "instrument type 5"},
       {{"check"},
        "<STX>4LCFG K0<ETX>",
        3,
        "ok     port       … is open, for nobody else\nLOOK   line       what is sent comes back: "
        "there is a loopback plug, or a cable that joins its two wires\nLOOK   instrument none "
        "answers\nNo instrument was found."},
-      {{"lcfg"}, "<STX>4LC<STX>4LCFG 0 5<ETX><CR><LF>", 0, "instrument type 5"},
-      {{"lcfg"}, "<STX>4LCFG 0", 5, "The reply breaks off: <STX>4LCFG 0"},
-      {{"lcfg"},
-       "<STX>4LCFG 0 5<ETX><LF><CR><CR><LF>",
-       5,
-       "The reply does not end in CR LF: 4LCFG 0 5"},
-      {{"lcfg"}, "<STX>4LCFG x 5<ETX><CR><LF>", 5, "The reply has no status condition: 4LCFG x 5"},
-      {{"lcfg"},
-       "<STX>5LCFG 0 5<ETX><CR><LF>",
-       5,
-       "The reply is of station 5 (--station 5), not of station 4: 5LCFG 0 5"},
-      {{"lcfg"}, "<STX>4LCFG 0 5<ETX>no line end", 5, "The reply does not end in CR LF: 4LCFG 0 5"},
-      {{"lcfg"},
-       "<STX>Unknown command.<ETX><CR><LF>",
-       5,
-       "The reply is no AK reply of station 4: Unknown command."},
-      {{"lcfg"}, "<STX>4AREG 0 5<ETX><CR><LF>", 5, "The reply is for another request: 4AREG 0 5"},
-      {{"areg", "7"},
-       "<STX>4AREG 0 8 5<ETX><CR><LF>",
-       5,
-       "The reply is for another request: 4AREG 0 8 5"},
       {{"areg", "7"}, "<STX>4AREG 0 7 <x1B>[2J<ETX><CR><LF>", 0, "7  <x1B>[2J"},
       {{"ereg", "7", "5"},
        "<STX>4EREG 0 8<ETX><CR><LF>",
        5,
        "It is not known whether 7 was written; read it when the gateway answers. It is not known "
        "whether EREG was done. The reply is for another request: 4EREG 0 8"},
-      {{"lprc"}, "<STX>4LPRC 0 n<ETX><CR><LF>", 5, "The reply has no number: n"},
-      {{"asto", "2"}, "<STX>4ASTO 0 3<ETX><CR><LF>", 5, "More records than were asked for: 3"},
       {{"asto", "2"},
        "<STX>4ASTO 0 1<ETX><CR><LF>a,b<CR><LF>c",
        5,
        "a  b\nThe records are followed by something else than the next reply: a text has a line "
        "end, or the line changed a byte."},
-      {{"asto", "2"},
-       "<STX>4ASTO 0 2<ETX><CR><LF>a,b,1<CR><LF>a,b",
-       5,
-       "The reply breaks off: record 2: a,b"},
       {{"asto", "1"},
        "<STX>4ASTO 0 1<ETX><CR><LF>a,b,1<CR><LF><STX>4ASTO 0 SE<ETX><CR><LF>",
        4,
@@ -84,29 +49,6 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
        0,
        "register 012  12.34  (+1234-02)\n  component 001, location 001, operating status: mode "
        "0\ncheck value 3E is right"},
-      {{"da"},
-       "<STX>MD01 001 +1234-02 04 00 001 012    <ETX>3F",
-       5,
-       "The check value is 3F, it should be 3E."},
-      {{"da"},
-       "<STX>MD01 001 +abcd-02 04 00 001 012    <ETX>3E",
-       5,
-       "No value block: 001 +abcd-02 04 00 001 012    "},
-      {{"da"},
-       "<STX>MD02 001 +1234-02 04 00 001 012    <ETX>3D",
-       5,
-       "No MD frame: MD02 001 +1234-02 04 00 001 012    "},
-      {{"da"}, "<STX>MD00 <ETX>5C", 5, "No MD frame: MD00 "},
-      {{"da"},
-       "<STX>MD04 001 +1234-02 04 00 001 012    001 +1234-02 04 00 001 012    "
-       "001 +1234-02 04 00 001 012    001 +1234-02 04 00 001 012    <ETX>5C",
-       5,
-       "No MD frame: MD04 001 +1234-02 04 00 001 012    001 +1234-02 04 00 001 012    001 +1234-02 "
-       "04..."},
-      {{"da"},
-       "<STX>MD01 001+01234-02 04 00 001 012    <ETX>35",
-       5,
-       "No value block: 001+01234-02 04 00 001 012    "},
   };
   for (const auto& row : kTable) {
     const Line line;
@@ -146,41 +88,6 @@ TEST(ConsoleLine, WatchesThroughLosses) {
   EXPECT_TRUE(WaitFor([&] { return Timeless(console.Output()) == shown; })) << console.Output();
   console.Signal(SIGINT);
   EXPECT_EQ(console.Wait(), 0) << console.Errors();
-}
-
-TEST(ConsoleLine, TakesNoNameForAnUncertainNumber) {
-  const Line line;
-  Child console({Program("qmx-console"), line.Device(), "areg", "B"});
-  EXPECT_EQ(ReceiveRequest(line), Request("4LPRC K0"));
-  line.Send(kUncertain);
-  EXPECT_EQ(console.Wait(), 1);
-  EXPECT_EQ(console.Errors(),
-            "The numbers of the registers are not certain here: give a number.\n");
-}
-
-TEST(ConsoleLine, ForgetsGapsThatWereUncertain) {
-  std::string names;
-  std::set<std::string> numbers;
-  for (int place = 1; place < 80; ++place) {
-    names += (place == 1 ? "r" : ",r") + std::to_string(place) + ".0";
-    numbers.insert(std::to_string(place + (place > 33 ? 31 : 0) + (place > 36 ? 29 : 0)));
-  }
-  const Line line;
-  Child console(
-      {"sh", "-c",
-       "printf '  areg r40\\nereg r40 5\\n' | " + Program("qmx-console") + " " + line.Device()});
-  bool refuses = true;  // once
-  std::string written;
-  Play(line, console, [&](const std::string& code, const std::string& arguments) {
-    if (code == "LPRC") return Reply("4LPRC 0 139") + names + "\r\n";
-    const std::string number = arguments.substr(0, arguments.find(' '));
-    if (code == "EREG") written = arguments;
-    const bool refused = numbers.count(number) == 0 || (number == "66" && refuses);
-    if (number == "66") refuses = false;
-    return Reply("4" + code + " 0 " + (refused ? "SE" : number + (code == "AREG" ? " 7" : "")));
-  });
-  EXPECT_EQ(written, "100 5") << console.Output() << console.Errors();
-  EXPECT_NE(console.Errors().find("not certain here"), std::string::npos);
 }
 
 /// A gateway with one record, of which one function goes wrong.
@@ -265,49 +172,6 @@ TEST(ConsoleLine, TrustsNoPointerUnseen) {
     console.Wait();
     const std::string told = console.Output() + console.Errors();
     EXPECT_TRUE(Fits(told, row.told) && gateway.pointer == row.after) << row.fault << ": " << told;
-  }
-}
-
-/// One after the other in one console: a reply that comes late, and other programs' replies.
-TEST(ConsoleLine, TakesNoLateReplyForTheNextOne) {
-  const Line line;
-  Child console({"sh", "-c",
-                 "printf 'areg 7\\nareg 7\\nereg 7 5\\nda\\nda\\n' | " + Program("qmx-console") +
-                     " --timeout 2 " + line.Device() + " 2>&1"});
-  EXPECT_EQ(ReceiveRequest(line), Request("4AREG K0 7"));
-  line.Send(Reply("4EREG 0 7") + Reply("4AREG 0 8 other"));
-  EXPECT_EQ(ReceiveRequest(line, Reply("4AREG 0 7 late")), Request("4AREG K0 7"));
-  line.Send(Reply("4AREG 0 7 fresh"));
-  EXPECT_EQ(ReceiveRequest(line), Request("4EREG K0 7 5"));
-  EXPECT_EQ(ReceiveRequest(line, Reply("4EREG 0 7")), "\r" + Request("DA"));
-  EXPECT_EQ(line.ReceiveUntil("\x03"), "04\r" + Request("\x3F?"));
-  const std::string late = Bytes("<STX>MD01 001 +1234-02 04 00 001 012    <ETX>3E");
-  const std::string fresh = Bytes("<STX>MD01 001 +1234-02 04 00 001 013    <ETX>3F");
-  line.Send(late + Reply("Unknown command."));
-  EXPECT_EQ(line.ReceiveUntil("\x03"), "01\r" + Request("DA"));
-  line.Send(Reply("Unknown command.") + fresh);
-  EXPECT_EQ(console.Wait(), 3);
-  const std::string output = console.Output();
-  EXPECT_EQ(
-      output.compare(0, 66, "The reply is for another request: 4AREG 0 8 other\n7  fresh\n7 is se"),
-      0)
-      << output;
-  EXPECT_EQ(output.find("012"), std::string::npos) << output;
-  EXPECT_NE(output.find("register 013"), std::string::npos) << output;
-}
-
-/// An earlier program had the channel wrong, and its refusals come now.
-TEST(ConsoleLine, TakesNoRefusalForThatOfItsOwnRequest) {
-  for (const char* words : {"ereg 7 5", "areg 7"}) {
-    const Line line;
-    Child console({"sh", "-c", Program("qmx-console") + " " + line.Device() + " " + words});
-    const std::string unknown = Reply("4???? 0 SE");
-    for (std::string late = unknown + unknown; console.Running(); late.clear()) {
-      const std::string request = line.ReceiveUntil("\x03", 2000);
-      if (request.size() < 8) break;
-      line.Send(late + Reply(request.substr(1, 5) + (request[2] == 'S' ? " 0 SE" : " 0 7 5")));
-    }
-    EXPECT_EQ(console.Wait(), 0) << words << console.Output() << console.Errors();
   }
 }
 
