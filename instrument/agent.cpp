@@ -47,8 +47,7 @@ void HandleOne(netsnmp_agent_request_info* info, netsnmp_request_info* request) 
   netsnmp_variable_list& binding = *request->requestvb;
   Objects::Map& objects = g_objects->All();
   const Identifier asked = NameOf(binding);
-  const auto found =
-      info->mode == MODE_GETNEXT ? objects.upper_bound(asked) : objects.find(asked);
+  const auto found = info->mode == MODE_GETNEXT ? objects.upper_bound(asked) : objects.find(asked);
   if (found == objects.end()) {
     // Behind the last object the library finds for itself that there is none.
     if (info->mode != MODE_GETNEXT) netsnmp_request_set_error(request, SNMP_NOSUCHOBJECT);
