@@ -1,6 +1,7 @@
 #include "views/findings.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
@@ -40,7 +41,8 @@ std::string AgeText(const std::string& moment, std::int64_t& seconds) {
   time.tm_isdst = -1;
   const char* rest = strptime(moment.c_str(), "%Y-%m-%d %H:%M:%S", &time);
   if (rest == nullptr || (*rest != 0 && *rest != '.')) return "";
-  seconds = static_cast<std::int64_t>(std::difftime(std::time(nullptr), std::mktime(&time)));
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  seconds = static_cast<std::int64_t>(std::difftime(now, std::mktime(&time)));
   const std::int64_t past = std::abs(seconds);
   const auto part = [](std::int64_t number, const char* unit) {
     return std::to_string(number) + unit;

@@ -1,7 +1,4 @@
-#include <algorithm>
-#include <csignal>
 #include <filesystem>
-#include <thread>
 
 #include "fixture.h"
 
@@ -14,12 +11,6 @@ TEST_F(Console, AnswersItsCommands) {
       "('2020-01-01 00:05:00', 2, NULL), ('2020-01-01 00:10:00', 3, '\"q\"')");
   const std::string csv = LabPath("watch.csv");
   WriteFile(LabPath("a.csv"), "Date,Time,mass\n2020-01-01,00:00:00,1\n");
-  const std::string judged =
-      "ok     type       2, Twinex\nok     status     the status condition is 0\n"
-      "ok     registers  79, the highest number is 139; 1 and 139 answer\n"
-      "ok     records    4 fields: Date,Time,mass,note\n"
-      "ok     pointer    records are read up to 2020-01-01 00:05:00, … days ago…\n";
-  const std::string use = "Use: qmx-console " + device_;
   const std::string port =
       "ok     port       " + device_ +
       " is open, for nobody else\nok     line       silent before the first request\n";
@@ -100,21 +91,19 @@ TEST_F(Console, AnswersItsCommands) {
        "ssto needs B (the oldest record), E (the newest) or a number of records, such as -3."},
       {{"ssto", "-9"}, 0, "database pointer moved", ""},
       {{"asto", "1"}, 0, "2020-01-01  00:05:00  2", ""},
-      {{"--station", "7", "--channel", "Z9", "check"},
+      {{"--station", "7", "--channel", "Z9", "check", "--newest", "--report",
+        LabPath("check.html")},
        4,
        port +
            "ok     protocol   AK\nFOUND  station    4\nFOUND  channel    K0\n"
-           "ok     time       … ms from a request to the end of its reply\n" +
-           judged + use,
-       "There is something to look at."},
-      {{"check", "--report", LabPath("check.html")},
-       0,
-       port + "…ok     channel    K0\n…" + judged + "ok     values     79 registers read\n" + use,
-       ""},
-      {{"check", "--newest"},
-       4,
-       "…" + judged +
-           "LOOK   newest     the newest record is of 2020-01-01 00:10:00, … days ago\n" + use,
+           "ok     time       … ms from a request to the end of its reply\n"
+           "ok     type       2, Twinex\nok     status     the status condition is 0\n"
+           "ok     registers  79, the highest number is 139; 1 and 139 answer\n"
+           "ok     records    4 fields: Date,Time,mass,note\n"
+           "ok     pointer    records are read up to 2020-01-01 00:05:00, … days ago\n"
+           "LOOK   newest     the newest record is of 2020-01-01 00:10:00, … days ago\n"
+           "ok     values     79 registers read\nUse: qmx-console " +
+           device_,
        "There is something to look at."},
       {{"asto", "1"}, 0, "2020-01-01  00:10:00  3  \"q\"", ""},
       {{"sf", "03"}, 0, "SF03 done", ""},
@@ -169,15 +158,6 @@ TEST_F(Console, AnswersItsCommands) {
        1,
        "",
        csv + " is no file of this watch; its first line would be: time,29 qmxAveragingTime.0"},
-      {{"--json", "watch", "29", "70", "--count", "1"},
-       0,
-       R"({"command":"AREG","status":0,"time":"TIME","register":29,"name":"qmxAveragingTime.0","value":"-5"})"
-       "\n"
-       R"({"command":"AREG","status":0,"time":"TIME","register":70,"name":null,"value":"","missed":"refused",)"
-       R"("refused":true})",
-       ""},
-      {{"watch", "70", "--count", "1"}, 4, "START  70 refused", "AREG refused."},
-      {{"watch"}, 1, "", "watch needs registers."},
       {{"--protocol", "gnp", "lcfg"},
        1,
        "",
@@ -228,20 +208,7 @@ TEST_F(Console, AnswersItsCommands) {
        "",
        nothing + "station than 4, or speak GNP (qmxRS232Mode 1, --protocol gnp)" + silent},
       {{"--protocol", "gnp", "watch", "--count", "1"}, 0, "START  18 …  21 …  24 …", ""},
-      {{"--protocol", "gnp", "watch", "29"},
-       1,
-       "",
-       "On a GNP line watch shows the registers of the data reply: name none."},
       {{"--protocol", "gnp", "report", LabPath("a.csv")}, 0, LabPath("a.html") + " shows …", ""},
-      {{"check"},
-       4,
-       port +
-           "FOUND  protocol   GNP\nok     id         001\nok     time       … ms from a request to "
-           "the end of its "
-           "reply\nok     data       registers: 018 reads …, 021 reads …, 024 reads …\n"
-           "ok     status     mode 1, no error bit\nUse: qmx-console --protocol gnp --id 001 " +
-           device_ + " da",
-       "There is something to look at."},
       {{"--json", "--id", "001", "da"},
        0,
        R"({"command":"DA","blocks":[{"register":"018","name":null,"value":…,"component":"001")" +
@@ -300,16 +267,6 @@ TEST_F(Console, ReadsItsConfiguration) {
                                       " DEVICE=" + device_ + "; " + row.words});
     EXPECT_EQ(ended.status, row.status) << row.words << ended.errors;
   }
-}
-
-TEST_F(Console, ReadsNoSoonerThanItIsTold) {
-  Child user({Program("qmx-console"), device_, "watch", "1", "--every", "4000"});
-  EXPECT_TRUE(WaitFor([&] { return !user.Output().empty(); })) << user.Errors();
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  user.Signal(SIGINT);
-  user.Wait();
-  const std::string output = user.Output();
-  EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1) << output;
 }
 
 TEST_F(Console, ReadsCommandsLineByLine) {

@@ -6,25 +6,55 @@ namespace {
 
 TEST(Course, FitsItsTerminal) {
   std::vector<Course> courses;
-  for (int number = 1; number <= 30; ++number) {
-    courses.emplace_back(Register{number, "qmxDiagnosticValue.0", std::to_string(number)});
-    for (const char* value : {"9", "-10", "10.50"}) courses.back().Add(value);
+  for (int number = 1; number <= 6; ++number) {
+    const std::string label = number == 3 ? "asked" : std::to_string(number);
+    courses.emplace_back(Register{number, number == 5 ? "" : "qmxDiagnosticValue", label});
+    for (const char* value : {"9", "-10", "10.50", "x", "", "inf"}) courses.back().Add(value);
   }
-  courses[0].Add(std::string(255, 'x'));
+  courses[0].Add(std::string(33, 'x'));
   courses[1].Miss("no reply");
-  // As they were read, and no bars where there is no room.
-  const std::vector<std::string> wide = CourseTable(courses, 200, 40);
-  ASSERT_EQ(wide.size(), 31U);
-  EXPECT_EQ(wide[1].substr(0, 30), "1  qmxDiagnosticValue.0   xxxx");
-  EXPECT_EQ(wide[2].substr(25, 34), " no reply" + std::string(25, ' '));
-  EXPECT_NE(wide[3].find("10.50                             -10      10.50  █▁█"),
-            std::string::npos)
-      << wide[3];
-  const std::vector<std::string> narrow = CourseTable(courses, 40, 10);
-  ASSERT_EQ(narrow.size(), 10U);
-  for (const std::string& line : narrow) EXPECT_LE(line.size(), 40U);
-  EXPECT_EQ(narrow[9], "... and 22 more");
-  EXPECT_EQ(CourseTable(courses, 1, 0).size(), 3U);
+  courses[2].Add(std::string(32, 'x'));
+  courses.emplace_back(Register{7, std::string(39, 'n'), "7"});
+  courses.emplace_back(Register{8, std::string(40, 'n'), "8"});
+  for (const char* value : {"0", "1"}) courses[6].Add(value);
+  std::string told;
+  for (const auto& [columns, lines] :
+       {std::pair(111U, 9U), {74U, 8U}, {73U, 3U}, {8U, 2U}, {2U, 0U}}) {
+    for (const std::string& line : CourseTable(courses, columns, lines)) told += line + "\n";
+  }
+  EXPECT_EQ(
+      told,
+      R"(register                                    value                             minimum  maximum
+1  qmxDiagnosticValue                       xxxxxxxxxxxxxxxxxxxxxxxxxxxxx...  -10      10.50  █▁█
+2  qmxDiagnosticValue                       no reply                          -10      10.50  █▁█
+asked                                       xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx  -10      10.50  █▁█
+4  qmxDiagnosticValue                       inf                               -10      10.50  █▁█
+5                                           inf                               -10      10.50  █▁█
+6  qmxDiagnosticValue                       inf                               -10      10.50  █▁█
+7  nnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnn  1                                 0        1  ▁█
+8  nnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnn...
+register               value                             minimum  maximum
+1  qmxDiagnosticValue  xxxxxxxxxxxxxxxxxxxxxxxxxxxxx...  -10      10.50  █
+2  qmxDiagnosticValue  no reply                          -10      10.50  █
+asked                  xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx  -10      10.50  █
+4  qmxDiagnosticValue  inf                               -10      10.50  █
+5                      inf                               -10      10.50  █
+6  qmxDiagnosticValue  inf                               -10      10.50  █
+... and 2 more
+register               value                             minimum  maximum
+1  qmxDiagnosticValue  xxxxxxxxxxxxxxxxxxxxxxxxxxxxx...  -10      10.50
+... and 7 more
+regis...
+1  qm...
+... a...
+...
+...
+...
+)");
+  // The latest of them, each by the lowest and the highest there was.
+  for (int i = 0; i < 300; ++i) courses[7].Add(std::to_string(i % 9));
+  EXPECT_EQ(courses[7].SparkLine(10), "▃▄▅▆▇██▁▂▃");
+  EXPECT_EQ(courses[7].SparkLine(1000).size(), 600U);
 }
 
 }  // namespace

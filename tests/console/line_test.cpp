@@ -23,12 +23,6 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
        3,
        "No reply: what came is no frame: noise. It may come at another speed than 9600 baud, in "
        "another protocol, or through a bad cable. \"check\" looks for it."},
-      {{"check"},
-       "<STX>4LCFG K0<ETX>",
-       3,
-       "ok     port       … is open, for nobody else\nLOOK   line       what is sent comes back: "
-       "there is a loopback plug, or a cable that joins its two wires\nLOOK   instrument none "
-       "answers\nNo instrument was found."},
       {{"areg", "7"}, "<STX>4AREG 0 7 <x1B>[2J<ETX><CR><LF>", 0, "7  <x1B>[2J"},
       {{"ereg", "7", "5"},
        "<STX>4EREG 0 8<ETX><CR><LF>",
@@ -68,27 +62,6 @@ TEST(ConsoleLine, TellsNoiseFromReplies) {
 
 /// Names that have no numbers: these leave out what no instrument's do.
 const std::string kUncertain = Reply("4LPRC 0 9") + "a.0,b.0\r\n";
-
-/// A reading that is lost is shown, and the next one asked for, until somebody ends it.
-TEST(ConsoleLine, WatchesThroughLosses) {
-  const Line line;
-  Child console(
-      {Program("qmx-console"), line.Device(), "--timeout", "5", "watch", "7", "8", "--every", "0"});
-  EXPECT_EQ(ReceiveRequest(line), Request("4LPRC K0"));
-  line.Send(kUncertain);
-  const auto answer = [&line](const std::string& number, const std::string& reply) {
-    EXPECT_EQ(ReceiveRequest(line), Request("4AREG K0 " + number));
-    line.Send(reply);
-  };
-  answer("7", Reply("4AREG 0 7 a"));
-  answer("8", "");
-  answer("7", Bytes("<STX>4AREG 0"));
-  answer("8", Reply("4AREG 0 8 b"));
-  const std::string shown = "START  7 a  8 no reply\nSTART  7 broken reply  8 b\n";
-  EXPECT_TRUE(WaitFor([&] { return Timeless(console.Output()) == shown; })) << console.Output();
-  console.Signal(SIGINT);
-  EXPECT_EQ(console.Wait(), 0) << console.Errors();
-}
 
 /// A gateway with one record, of which one function goes wrong.
 struct OneRecord {
