@@ -86,7 +86,9 @@ TEST_F(Port, IsFoundWithItsOwner) {
       {How::kLockFile, [this] { std::ofstream(file_) << "  " << getpid() << " minicom root\n"; }},
       {How::kLockFile, [this] { (new PortLock)->Take(other_); }},
   };
-  EXPECT_EQ(Describe({}), "another program");
+  EXPECT_EQ(Describe({0, "", How::kLock}) + Describe({0, "x", How::kLock}) +
+                Describe({7, "", How::kLock}),
+            "another programxprocess 7");
   for (const auto& way : kWays) {
     Neighbour neighbour(way.does);
     for (const std::string& name : {device_, other_}) {
@@ -106,6 +108,48 @@ TEST_F(Port, IsFoundWithItsOwner) {
   }
 }
 
+TEST_F(Port, HasLockFilesOfManyNames) {
+  EXPECT_EQ(LockFileName("/dev/serial/by-id/a") + LockFileName("/tmp/dev/a") + LockFileName("/dev"),
+            "serial_by-id_aadev");
+  Neighbour neighbour([] {});
+  const std::string number = device_.substr(device_.rfind('/') + 1);
+  const struct {
+    std::string name;
+    bool isOne, isOther;  // a lock file of the device under its own name, and under the other one
+  } kNames[] = {
+      {"LCK.." + number, true, true},
+      {"LCK..pts_" + number, true, true},
+      {"LCK.." + other_.substr(5), false, true},
+      {"LCK..serial_by-id_" + number, false, false},
+      {"LOK.." + number, false, false},
+      {"LCK.." + number + "0", false, false},
+  };
+  for (const auto& [name, isOne, isOther] : kNames) {
+    const std::string path = kLockFolder + name;
+    std::ofstream(path) << neighbour.Id() << "\n";
+    EXPECT_EQ(PortOwner(device_).has_value(), isOne) << name;
+    EXPECT_EQ(PortOwner(other_).has_value(), isOther) << name;
+    for (const char* nobody : {"0\n", "-1\n", "x\n", ""}) {
+      std::ofstream(path) << nobody;
+      EXPECT_FALSE(PortOwner(other_)) << name << nobody;
+    }
+    std::filesystem::remove(path);
+  }
+}
+
+/// Nobody is seen to have it.
+TEST_F(Port, IsNotHadWhereSomebodyUnseenHasIt) {
+  const int own = open(device_.c_str(), O_RDWR | O_NOCTTY);
+  ASSERT_EQ(flock(own, LOCK_EX), 0);
+  PortLock lock;
+  const auto owner = lock.Take(device_);
+  ASSERT_TRUE(owner);
+  EXPECT_EQ(Describe(*owner), "another program");
+  EXPECT_FALSE(std::filesystem::exists(file_));
+  close(own);
+  EXPECT_FALSE(lock.Take(device_));
+}
+
 TEST_F(Port, IsHeldUntilItIsGivenBack) {
   const auto lockFileIsThere = [this] { return std::filesystem::exists(file_); };
   std::ofstream(file_) << "    999999 gone root\n";
@@ -113,8 +157,12 @@ TEST_F(Port, IsHeldUntilItIsGivenBack) {
     PortLock lock;
     ASSERT_FALSE(lock.Take(other_));
     EXPECT_TRUE(lockFileIsThere());
-    int id = 0;
-    EXPECT_TRUE(std::ifstream(file_) >> id && id == getpid());
+    std::string text;
+    std::getline(std::ifstream(file_), text);
+    char wanted[64];
+    std::snprintf(wanted, sizeof wanted, "%10d unit_test ", getpid());
+    EXPECT_EQ(text.substr(0, text.rfind(' ') + 1), wanted);
+    EXPECT_FALSE(std::filesystem::exists(kLockFolder + ("LTMP." + std::to_string(getpid()))));
     EXPECT_EQ(Neighbour([this] { _exit(PortLock().Take(device_) ? 5 : 1); }).Wait(), 5);
   }
   EXPECT_FALSE(lockFileIsThere());
@@ -123,8 +171,17 @@ TEST_F(Port, IsHeldUntilItIsGivenBack) {
   SweepLockFiles();
   EXPECT_TRUE(lockFileIsThere());
   std::ofstream(file_) << "    999999 gone root\n";
+  if (geteuid() == 0) {
+    EXPECT_EQ(chown(file_.c_str(), 1, 1), 0);
+    SweepLockFiles();
+    EXPECT_TRUE(lockFileIsThere());
+    EXPECT_EQ(chown(file_.c_str(), 0, 0), 0);
+  }
+  const std::string draft = kLockFolder + std::string("LTMP.999999");
+  std::ofstream(draft) << "    999999 gone root\n";
   SweepLockFiles();
   EXPECT_FALSE(lockFileIsThere());
+  EXPECT_TRUE(std::filesystem::remove(draft));
   EXPECT_FALSE(PortOwner("/dev/no-such-port"));
 }
 
@@ -140,9 +197,20 @@ TEST_F(Port, OfOthersIsNotSeenByEverybody) {
   std::filesystem::permissions(file_, std::filesystem::perms(0600));
   Neighbour other([this] {
     const auto owner = setuid(65534) == 0 ? PortOwner(device_) : std::nullopt;
-    _exit(owner && owner->process == 0 && owner->how == How::kLockFile ? 5 : 1);
+    _exit(owner && owner->process == 0 && owner->how == How::kLockFile &&
+                  Describe(*owner) == "the owner of " + file_ + ", which this user may not read"
+              ? 5
+              : 1);
   });
   EXPECT_EQ(other.Wait(), 5);
+  // That it may not be ended does not mean that it is not there.
+  std::filesystem::permissions(file_, std::filesystem::perms(0644));
+  std::ofstream(file_) << neighbour.Id() << "\n";
+  Neighbour third([&] {
+    const auto owner = setuid(65534) == 0 ? PortOwner(device_) : std::nullopt;
+    _exit(owner && owner->process == neighbour.Id() ? 5 : 1);
+  });
+  EXPECT_EQ(third.Wait(), 5);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@ class Descriptor {
  public:
   explicit Descriptor(int number = -1) : number_(number) {}
   ~Descriptor() { Close(); }
-  Descriptor(Descriptor&& other) noexcept : number_(other.number_) { other.number_ = -1; }
   Descriptor& operator=(Descriptor&& other) noexcept;
 
   bool IsOpen() const { return number_ >= 0; }

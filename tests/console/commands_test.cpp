@@ -9,8 +9,20 @@ TEST_F(Console, AnswersItsCommands) {
   database_.Run(
       "INSERT INTO LogEntry VALUES ('2020-01-01 00:00:00', 1, 'first'), "
       "('2020-01-01 00:05:00', 2, NULL), ('2020-01-01 00:10:00', 3, '\"q\"')");
-  const std::string csv = LabPath("watch.csv");
-  WriteFile(LabPath("a.csv"), "Date,Time,mass\n2020-01-01,00:00:00,1\n");
+  const std::string watched = LabPath("watch.csv");
+  const std::string csv = LabPath("all.csv");
+  const std::string page = LabPath("all.html");
+  const std::string whole =
+      R"(","whole":true,"records":3,"older":0,"rejected":0,"unclear":0,"newest":"2020-01-01 00:10:00",)"
+      R"("parts":[],"interval":300.000000,"missing":0,"gaps":[],"days":[{"from":"2020-01-01",)"
+      R"("to":"2020-01-01","present":3,"missing":0}]})";
+  const std::string holds =
+      " holds all 3 records of the instrument up to 2020-01-01 00:10:00.\n"
+      "Logged every 5 min: no gaps.";
+  const std::string days =
+      "\nday         there  missing  share\n2020-01-01  3      0        100.0 %";
+  WriteFile(LabPath("a.csv"),
+            "Date,Time,mass,note\n2020-01-01,00:00:00,1,first\n2020-01-01,00:10:00,3,q\n");
   const std::string port =
       "ok     port       " + device_ +
       " is open, for nobody else\nok     line       silent before the first request\n";
@@ -27,31 +39,18 @@ TEST_F(Console, AnswersItsCommands) {
     std::string errors;
   } kTable[] = {
       {{"lcfg"}, 0, "instrument type 2", ""},
-      {{"--json", "lcfg"}, 0, R"({"command":"LCFG","status":0,"value":"2"})", ""},
       {{"registers", "--grep", "korvb"},
        0,
        " 65  qmxKORVBFrequency.0\n 66  qmxKORVBTemperature.0\n 67  qmxKORVBState.0",
-       ""},
-      {{"--json", "registers", "--grep", "KORVBS"},
-       0,
-       R"({"command":"LPRC","status":0,"highest":139,"names":["qmxKORVBState.0"],)"
-       R"("registers":[{"number":67,"name":"qmxKORVBState.0"}]})",
        ""},
       {{"lprc"},
        0,
        "  1  qmxInstrumentType.0\n…\n139  qmxDiagnosticValue.40\n79 registers, highest number 139",
        ""},
-      {{"--json", "lprc"},
-       0,
-       R"({"command":"LPRC","status":0,"highest":139,"names":["qmxInstrumentType.0","qmx…],"registers":[)"
-       R"({"number":1,"name":"qmxInstrumentType.0"},…,{"number":139,"name":"qmxDiagnosticValue.40"}]})",
-       ""},
       {{"areg", "29-30", "QMXFILTERname", "qmxkorv?state"},
        0,
        "29  300\n30  9127\nQMXFILTERname  F-2291\nqmxKORVAState.0  2\nqmxKORVBState.0  2",
        ""},
-      {{"areg", "30-29"}, 1, "", "No range of registers: 30-29."},
-      {{"ereg", "qmxK*", "1"}, 1, "", "One register is wanted, not qmxK*."},
       // Behind both gaps of the numbering, by name and by number.
       {{"areg", "qmxKORVBState", "qmxDiagnosticValue.40"},
        0,
@@ -59,25 +58,12 @@ TEST_F(Console, AnswersItsCommands) {
        ""},
       {{"areg", "139"}, 0, "139  40", ""},
       {{"ereg", "qmxAveragingTime", "-5"}, 0, "qmxAveragingTime is set", ""},
-      {{"--json", "ereg", "29", "-5"},
-       0,
-       R"({"command":"EREG","status":0,"register":29,"name":"qmxAveragingTime.0"})",
-       ""},
-      {{"--json", "areg", "29"},
-       0,
-       R"({"command":"AREG","status":0,"register":29,"name":"qmxAveragingTime.0","value":"-5"})",
-       ""},
       {{"ereg", "qmxOperatorNote", "two words"}, 0, "qmxOperatorNote is set", ""},
       {{"areg", "qmxOperatorNote", "999", "1"},
        4,
        "qmxOperatorNote  two words\n999  refused\n1  Twinex",
        "AREG refused: there is no register 999; \"registers\" lists them."},
-      {{"areg", "qmxNothing"}, 1, "", "There is no register qmxNothing; \"registers\" lists them."},
       {{"ldhd"}, 0, "Date,Time,mass,note", ""},
-      {{"--json", "ldhd"},
-       0,
-       R"({"command":"LDHD","status":0,"fields":["Date","Time","mass","note"]})",
-       ""},
       {{"ssto", "b"}, 0, "database pointer moved", ""},
       {{"--json", "asto", "5"},
        0,
@@ -85,10 +71,6 @@ TEST_F(Console, AnswersItsCommands) {
        R"(["2020-01-01","00:10:00","3","\"q\""]]})",
        ""},
       {{"asto", "5"}, 0, "no further records", ""},
-      {{"ssto", "1x"},
-       1,
-       "",
-       "ssto needs B (the oldest record), E (the newest) or a number of records, such as -3."},
       {{"ssto", "-9"}, 0, "database pointer moved", ""},
       {{"asto", "1"}, 0, "2020-01-01  00:05:00  2", ""},
       {{"--station", "7", "--channel", "Z9", "check", "--newest", "--report",
@@ -106,34 +88,33 @@ TEST_F(Console, AnswersItsCommands) {
            device_,
        "There is something to look at."},
       {{"asto", "1"}, 0, "2020-01-01  00:10:00  3  \"q\"", ""},
-      {{"sf", "03"}, 0, "SF03 done", ""},
-      {{"sf", "99"},
+      {{"--json", "download", csv, "--gaps"},
+       0,
+       R"({"command":"DOWNLOAD","file":")" + csv + whole,
+       "3 records, 80 bytes, …\n" + csv + holds},
+      {{"download", csv, "--gaps"}, 0, "", "nothing new\n" + csv + holds + days},
+      {{"download", "-", "--from", "2020-01-01 00:10"},
+       0,
+       "Date,Time,mass,note\n2020-01-01,00:10:00,3,\"\"\"q\"\"\"",
+       "1 record, …\n- holds all …"},
+      {{"--json", "prove", csv, "--gaps"}, 0, R"({"command":"PROVE","file":")" + csv + whole, ""},
+      {{"prove", csv, "--gaps"}, 0, csv + holds + days, ""},
+      {{"prove", LabPath("a.csv")},
        4,
-       "",
-       "SF99 refused: there is no such function, but 03, 06, 09, 17, 25 and 26."},
+       "…",
+       LabPath("a.csv") + " does not hold what the instrument holds."},
+      {{"report", csv, "-o", page}, 0, page + " shows the records; it opens in any browser.", ""},
+      {{"sf", "03"}, 0, "SF03 done", ""},
       {{"--channel", "V9", "lcfg"},
        4,
        "",
        "LCFG refused (…): the station has another channel (\"check\" finds it), or the line "
        "changed the request."},
-      {{"--channel", "V9", "ssto", "B"},
-       4,
-       "",
-       "SSTO refused (…): the station has another channel…"},
       {{"--station", "5", "--timeout", "0.3", "lcfg"},
        3,
        "",
        nothing + "station than 5, or speak GNP (qmxRS232Mode 1, --protocol gnp)" + silent},
       {{"raw", "4LCFG", "K0"}, 0, "<STX>4LCFG 0 2<ETX><CR><LF>", ""},
-      {{"--json", "raw", "4LCFG K0"},
-       0,
-       R"({"command":"raw","answer":"\u00024LCFG 0 2\u0003\u000d\u000a"})",
-       ""},
-      {{"raw"}, 1, "", "raw needs a text."},
-      {{"--timeout", "0.3", "raw", "LCFG", "K0"},
-       3,
-       "",
-       "No reply. A request begins with the station, such as: 4LCFG K0"},
       {{"ereg", "--help"},
        0,
        "Write a register: ereg REGISTER VALUE\nUsage: … DEVICE ereg REGISTER "
@@ -143,34 +124,20 @@ TEST_F(Console, AnswersItsCommands) {
        "  -h,--help                   Print this help message and exit\n\n"
        "Example: qmx-console /dev/ttyUSB0 ereg qmxAveragingTime 60",
        ""},
-      {{"raw", "4XXXX K0"}, 4, "<STX>4???? 0 SE<ETX><CR><LF>", "Refused."},
       {{"--trace", "lcfg"},
        0,
        "instrument type 2",
        "TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>"},
-      {{"watch", "29", "1", "70", "--count", "2", "--every", "0.1", "--csv", csv},
+      {{"watch", "29", "1", "70", "--count", "2", "--every", "0.1", "--csv", watched},
        0,
        "START  29 qmxAveragingTime.0 -5  1 qmxInstrumentType.0 Twinex  70 refused\n"
        "START  29 qmxAveragingTime.0 -5  1 qmxInstrumentType.0 Twinex  70 refused",
        ""},
-      {{"watch", "29", "1", "70", "--count", "1", "--csv", csv}, 0, "… Twinex  70 refused", ""},
-      {{"watch", "29", "--count", "1", "--csv", csv},
+      {{"watch", "29", "1", "70", "--count", "1", "--csv", watched}, 0, "… Twinex  70 refused", ""},
+      {{"watch", "29", "--count", "1", "--csv", watched},
        1,
        "",
-       csv + " is no file of this watch; its first line would be: time,29 qmxAveragingTime.0"},
-      {{"--protocol", "gnp", "lcfg"},
-       1,
-       "",
-       "lcfg is an AK command; --protocol gnp has check, da, listen, raw and watch."},
-      {{"ereg", "qmxOperatorNote", "late", "--json"},
-       1,
-       "",
-       "--json comes too late: options stand before the device or command."},
-      {{"prove", "-"}, 1, "", "prove needs a file: what went to standard output is in none."},
-      {{"--timeout", "nan", "lcfg"}, 1, "", "--timeout: …"},
-      {{"listen", "--for", "nan"}, 1, "", "--for: …"},
-      {{"watch", "1", "--every", "nan"}, 1, "", "--every: …"},
-      {{"ereg", "29"}, 1, "", "ereg needs a register and a value."},
+       watched + " is no file of this watch; its first line would be: time,29 qmxAveragingTime.0"},
       {{"ereg", "97",
         "a\x03\x02"
         "4EREG K0 29 7"},
@@ -182,15 +149,6 @@ TEST_F(Console, AnswersItsCommands) {
        1,
        "",
        "The gateway takes no request of more than 255 characters."},
-      {{"areg", "4294967297"}, 1, "", "There is no register 4294967297."},
-      {{"sf", "123"},
-       1,
-       "",
-       "CODE: 2 digits are wanted, not 123\nRun with --help for more information."},
-      {{"--json", "areg", "999"},
-       4,
-       R"({"command":"AREG","status":0,"register":999,"name":null,"value":"","refused":true})",
-       "AREG refused: there is no register 999; \"registers\" lists them."},
       {{"frobnicate"},
        1,
        "",
@@ -232,8 +190,12 @@ TEST_F(Console, AnswersItsCommands) {
                                                                                << told;
     }
   }
-  const std::string rows =
-      std::regex_replace(ReadFile(csv), std::regex("[0-9]{4}-[0-9-]*T[0-9:]*[+-][0-9]{4}"), "TIME");
+  EXPECT_NE(ReadFile(page).find("<tr><th>status condition</th><td>0</td></tr>\n"
+                                "<tr><th>instrument type (LCFG)</th><td>2</td></tr>\n"
+                                "<tr><th>qmxInstrumentType.0</th><td>Twinex</td></tr>\n"),
+            std::string::npos);
+  const std::string rows = std::regex_replace(
+      ReadFile(watched), std::regex("[0-9]{4}-[0-9-]*T[0-9:]*[+-][0-9]{4}"), "TIME");
   EXPECT_EQ(rows,
             "time,29 qmxAveragingTime.0,1 qmxInstrumentType.0,70\nTIME,-5,Twinex,\n"
             "TIME,-5,Twinex,\nTIME,-5,Twinex,\n");
@@ -241,58 +203,72 @@ TEST_F(Console, AnswersItsCommands) {
 
 /// The command line, the line's own settings, the environment, and what is set for all lines.
 TEST_F(Console, ReadsItsConfiguration) {
+  database_.Run("CREATE OR REPLACE TABLE LogEntry SELECT NOW() time_stamp");
   std::filesystem::create_directory(LabPath(".config"));
   WriteFile(LabPath(".config/qmx-console.conf"),
-            "timeout=2\nstation=5\n[roof]\ndevice=" + device_ + "\nstation=4\n");
+            "timeout=2\nstation=5\n[roof]\ndevice=" + device_ + "\nstation=4\n[hall]\nid=001\n");
+  std::filesystem::create_directories(LabPath("odd/.config/qmx-console.conf"));
+  const std::string silent = "No reply, not a byte. The instrument may have another station than ";
+  const std::string full = "The output cannot be written.\n";
+  const std::string cellar = "cellar is no command, no device, and no line of the configuration";
   const struct {
     const char* words;
     int status;
+    std::string errors;
   } kTable[] = {
-      {"QMX_STATION=6 qmx-console roof lcfg", 0},
-      {"QMX_DEVICE=roof qmx-console lcfg", 0},
-      {"QMX_DEVICE=/dev/null qmx-console roof lcfg", 0},
-      {"qmx-console --station 6 roof lcfg", 3},
-      {"qmx-console $DEVICE lcfg", 3},
-      {"QMX_STATION=4 qmx-console $DEVICE lcfg", 0},
-      {"QMX_STATION=44 qmx-console $DEVICE lcfg", 1},
-      {"qmx-console cellar lcfg", 1},
-      {"qmx-console roof lcfg >/dev/full", 1},
-      {"qmx-console roof lcfg >&-", 1},
-      {"qmx-console roof watch 1 >/dev/full", 1},
+      {"QMX_STATION=6 qmx-console roof lcfg", 0, ""},
+      {"QMX_DEVICE=roof QMX_STATION= qmx-console lcfg", 0, ""},
+      {"QMX_DEVICE=/dev/null qmx-console roof lcfg", 0, ""},
+      {"qmx-console --station 6 roof lcfg", 3, silent + "6, …"},
+      {"qmx-console $DEVICE lcfg", 3, silent + "5, …"},
+      {"QMX_STATION=4 qmx-console $DEVICE lcfg", 0, ""},
+      {"QMX_STATION=44 qmx-console $DEVICE lcfg", 1,
+       "QMX_STATION: one character is wanted, not 44.\n"},
+      {"qmx-console cellar lcfg", 1, cellar + " (hall, roof).\n"},
+      {"HOME=/ qmx-console cellar lcfg", 1, cellar + ".\n"},
+      {"env -u HOME qmx-console $DEVICE lcfg", 0, ""},
+      {"HOME=$HOME/odd qmx-console $DEVICE lcfg", 1,
+       "…/odd/.config/qmx-console.conf cannot be read.\n"},
+      {"qmx-console hall lcfg", 1, "The configuration names no device for hall.\n"},
+      {"qmx-console lcfg", 1, "DEVICE is required: the serial device, such as /dev/ttyUSB0.\n"},
+      {"qmx-console", 1, "DEVICE is required\nRun with --help for more information.\n"},
+      {"qmx-console $(printf %0300d 0) lcfg", 1, "filesystem error: status: File name too long…"},
+      {"qmx-console --record /nowhere/x roof lcfg", 1,
+       "/nowhere/x cannot be written: No such file or directory.\n"},
+      {"qmx-console --record /dev/full roof lcfg", 1,
+       "/dev/full cannot be written: No space left on device.\n"},
+      {"qmx-console --version >/dev/full", 1, ""},
+      {"qmx-console roof lcfg >/dev/full", 1, full},
+      {"qmx-console roof lcfg >&-", 1, full},
+      {"qmx-console roof watch 1 >/dev/full", 1, full},
+      {"(sleep 0.1; qmx-console roof download -; echo $? >&2) | :", 0, "…cannot be written…\n1\n"},
   };
   ASSERT_EQ(Ask({"lcfg"}).status, 0);  // The gateway has started.
   for (const auto& row : kTable) {
     const Ended ended = RunToEnd({"sh", "-c",
                                   "export PATH=$QMX_BIN:$PATH HOME=" + LabPath("") +
                                       " DEVICE=" + device_ + "; " + row.words});
-    EXPECT_EQ(ended.status, row.status) << row.words << ended.errors;
+    EXPECT_EQ(ended.status, row.status) << row.words;
+    EXPECT_TRUE(Fits(ended.errors, row.errors)) << row.words << "\n" << ended.errors;
   }
 }
 
 TEST_F(Console, ReadsCommandsLineByLine) {
-  const Ended ended =
-      RunToEnd({"sh", "-c",
-                "printf 'LCFG\nareg --help\nbogus\n\nsf 99\nset station 55\nset station 5\n"
-                "set timeout 2\nlcfg\nset station 4\nset json on\nlcfg\nset json off\nhelp LCFG\n"
-                "set protocol gnp\nlcfg\nset protocol ak\nset timeout nan\nset\ntrace "
-                "on\nhelp\nlcfg\nquit\nlcfg\n' | " +
-                    Program("qmx-console") + " " + device_});
-  EXPECT_EQ(ended.status, 1);
-  for (const char* text : {"instrument type 2\nRead ", "\"value\":\"2\"}\nInstrument type number\n",
-                           "\nprotocol  ak\ntimeout   2\njson      off\n", "\nquit "}) {
-    EXPECT_NE(ended.output.find(text), std::string::npos) << text << "\n" << ended.output;
-  }
-  for (const char* text :
-       {"There is no command bogus; \"help\" lists them.\n"
-        "SF99 refused: there is no such function, but 03, 06, 09, 17, 25 and 26.\n"
-        "set station: one character is wanted, not 55.\nNo reply, not a byte. The instrument may "
-        "have another "
-        "station "
-        "than 5",
-        "\nlcfg is an AK command; --protocol gnp has ",
-        "\nTIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>\n"}) {
-    EXPECT_NE(Timeless(ended.errors).find(text), std::string::npos) << text << "\n" << ended.errors;
-  }
+  const Ended ended = RunToEnd(
+      {"sh", "-c",
+       "printf 'LCFG\nareg --help\nset station 5\nset timeout 0.3\nlcfg\nset station 4\n"
+       "set timeout 9\nhelp LCFG\ntrace on\nhelp\nlcfg\ntrace off\nlcfg\nquit\nlcfg\n' | " +
+           Program("qmx-console") + " " + device_});
+  EXPECT_EQ(ended.status, 3);
+  EXPECT_TRUE(Fits(ended.output,
+                   "instrument type 2\nRead registers: areg REGISTER...\nUsage: areg [OPTIONS] "
+                   "REGISTER...\n…\nInstrument type number\n…\nquit       Leave the prompt\n"
+                   "instrument type 2\ninstrument type 2\n"))
+      << ended.output;
+  EXPECT_TRUE(Fits(Timeless(ended.errors),
+                   "No reply, not a byte. The instrument may have another station than 5, …\n"
+                   "TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>\n"))
+      << ended.errors;
 }
 
 }  // namespace

@@ -179,6 +179,18 @@ TEST(ConsoleLine, RecordsWhatPasses) {
   const Ended refused = RunToEnd({Program("qmx-console"), "--record", file, "/dev/null", "lcfg"});
   EXPECT_EQ(refused.errors, file + " is no recording: name another file.\n");
   EXPECT_EQ(ReadFile(file), "Date,Time\n");
+  // A recording that takes no more ends alone.
+  WriteFile(file, "# qmx-console recording 1, " + std::string(400, 'x') + "\n");
+  const Line line;
+  Child console({"sh", "-c",
+                 "trap '' XFSZ; ulimit -f 1; exec " + Program("qmx-console") + " --record " + file +
+                     " " + line.Device() + " areg 7"});
+  EXPECT_EQ(ReceiveRequest(line), Request("4AREG K0 7"));
+  line.Send(Reply("4AREG 0 7 x"));
+  EXPECT_EQ(console.Wait(), 0);
+  EXPECT_EQ(console.Output(), "7  x\n");
+  EXPECT_EQ(console.Errors(),
+            "The recording ends: " + file + " cannot be written: File too large.\n");
 }
 
 TEST(ConsoleLine, TellsWhatToDoAboutADevice) {
@@ -187,10 +199,29 @@ TEST(ConsoleLine, TellsWhatToDoAboutADevice) {
     EXPECT_EQ(ended.status, 2);
     return ended.errors;
   };
-  EXPECT_NE(errors("/dev/ttyNone").find("Serial devices here:"), std::string::npos);
   EXPECT_EQ(errors("/dev/null"), "/dev/null is no serial device.\n");
+  EXPECT_EQ(errors("/"), "/ cannot be opened: Is a directory.\n");
+  if (IsPrivate()) {
+    const std::string none =
+        "/dev/none cannot be opened: No such file or directory. Serial devices here: ";
+    const std::string ask = "; " + Program("qmx-console") + " /dev/none lcfg; ";
+    EXPECT_EQ(
+        RunToEnd(
+            {"unshare", "-m", "sh", "-c",
+             "mount -t tmpfs tmpfs /dev" + ask +
+                 "cd /dev; mkdir -p serial/by-id; touch ttyUSB0 ttyUSB1 ttyACM0 serial/by-id/a" +
+                 ask})
+            .errors,
+        none + "none plugged in; built-in ones are /dev/ttyS0 and following.\n" + none +
+            "/dev/serial/by-id/a /dev/ttyUSB0 /dev/ttyUSB1 /dev/ttyACM0.\n");
+  }
   if (RunToEnd({"setpriv", "--reuid", "1", "true"}).status != 0) GTEST_SKIP() << "no other users";
   const Line line;
+  const std::string own =
+      RunToEnd(
+          {"sh", "-c", Program("qmx-console") + " " + line.Device() + " lcfg <" + line.Device()})
+          .errors;
+  EXPECT_EQ(own, line.Device() + " is the terminal of this console.\n");
   const auto denied = [&line](gid_t group, mode_t mode) {
     EXPECT_EQ(chown(line.Device().c_str(), 0, group) + chmod(line.Device().c_str(), mode), 0);
     const Ended ended = RunToEnd({"setpriv", "--reuid", "1", "--regid", "1", "--clear-groups",

@@ -36,7 +36,7 @@ TEST_F(Console, TakesInterruptsAtItsPrompt) {
   ASSERT_EQ(Ask({"ereg", "17", "2021-01-01"}).status, 0);
   Typed typed(device_);
   // A line that is being typed is forgotten.
-  typed.Shows("qmx> ");
+  typed.Shows("\"help\" lists the commands, \"quit\" leaves.\r\nqmx> ");
   typed.Shows("29 7", "ereg 29 7");
   typed.Shows("qmx> ", "\x03");
   typed.Shows("29  300\r\n", "areg 29\r");
@@ -78,6 +78,16 @@ TEST_F(Console, IsEndedBySignals) {
     EXPECT_EQ(reads.Wait(), 128 + SIGINT) << words;
     EXPECT_EQ(reads.Output(), "");
   }
+  // What the console was told to ignore stays ignored.
+  const Line line;
+  WriteFile(LabPath("commands"), "lcfg\n");
+  Child deaf({"sh", "-c",
+              "trap '' INT; exec " + Program("qmx-console") + " " + line.Device() + " <" +
+                  LabPath("commands")});
+  EXPECT_EQ(ReceiveRequest(line), Request("4LCFG K0"));
+  deaf.Signal(SIGINT);
+  line.Send(Reply("4LCFG 0 5"));
+  EXPECT_EQ(deaf.Wait(), 0);
   // At the prompt, the end of the terminal's session ends the console, a watch or not.
   Typed typed(device_);
   typed.Shows("qmx> ");
@@ -96,21 +106,47 @@ TEST_F(Console, CompletesWhatIsTyped) {
   typed.Shows("qmxOperatorNote.0 is set", "ereg qmxOperatorN\tqmxOper\t\r");
   typed.Shows("qmxOperatorNote  qmxOper\r\n", "areg qmxOperatorNote\r");
   typed.Shows("B  E", "ssto \t\t");
-  typed.Shows("un.csv ",
-              "\x15"
-              "download " +
-                  LabPath("beg") + "\t");
+  for (const char* words : {"listen ", "report -o ", "report --output ", "watch --csv ",
+                            "check --report ", "download "}) {
+    typed.Shows("un.csv ", "\x15" + (words + LabPath("beg")) + "\t");
+  }
   typed.Shows("gin ", "--from be\t");
   typed.Shows("protocol  gnp", "\x15set pro\tg\t\rset\r");
+  for (const auto& [keys, offered] :
+       {std::pair("watch --", "--count  --csv    --every  --help  "),
+        {"watch --every 2 --co", "unt "},
+        {"sf ", "03  06  09  17  25  26"},
+        {"trace ", "off  on"},
+        {"set json o", "off  on"},
+        {"help s", "set   sf    ssto"},
+        {"set ", "channel   id        json      protocol  station   timeout"}}) {
+    typed.Shows(offered, "\x15" + std::string(keys) + "\t\t");
+  }
+  // What was typed is kept, but no empty line.
+  typed.Shows("protocol  gnp", "\x15\r\x10\r");
+  EXPECT_TRUE(WaitFor([&typed] {
+    // While no line is read the terminal takes it for itself, and leaves a NUL.
+    typed.terminal.Send("\x15\x04");
+    return !typed.console.Running();
+  }));
+  EXPECT_EQ(typed.console.Wait(), 0);
+  EXPECT_NE(ReadFile(LabPath(".qmx_console_history")).find("\nset\nset\n"), std::string::npos);
   // An interrupt ends the wait for names that do not come.
   const Line silent;
   Typed waiting(silent.Device());
   waiting.Shows("qmx> ");
   waiting.Shows("qmx> ", "set timeout 1000\r");
+  // GNP has no names.
+  waiting.Shows("qmx> ", "set protocol gnp\r");
+  waiting.Shows("qmx> ", "areg q\t\x15set protocol ak\r");
   waiting.Shows("areg q", "areg q");
   waiting.terminal.Send("\t");
   EXPECT_EQ(silent.ReceiveUntil("\x03"), Request("4LPRC K0"));
   waiting.Shows("qmx> ", "\x03");
+  // They are waited for again when something was set.
+  waiting.Shows("qmx> ", "areg q\t\x15set timeout 999\r");
+  waiting.terminal.Send("areg q\t");
+  EXPECT_EQ(ReceiveRequest(silent), Request("4LPRC K0"));
 }
 
 TEST_F(Console, OpensAPortThatComesBack) {
