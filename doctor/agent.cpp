@@ -74,9 +74,7 @@ Answer Agent::Get(const std::string& name) {
 std::string Agent::Walk(const std::string& subtree) {
   Identifier root;
   std::string text;
-  if (handle_ == nullptr || snmp_parse_oid(subtree.c_str(), root.parts, &root.length) == nullptr) {
-    return text;
-  }
+  if (snmp_parse_oid(subtree.c_str(), root.parts, &root.length) == nullptr) return text;
   // By numbers: whoever reads it may not have the modules that know the names.
   netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OID_OUTPUT_FORMAT,
                      NETSNMP_OID_OUTPUT_NUMERIC);
@@ -111,11 +109,7 @@ Answer Agent::Set(const SNMPValue& value) {
   if (!Resolve(value.name, identifier)) return {};
   netsnmp_pdu* request = snmp_pdu_create(SNMP_MSG_SET);
   netsnmp_variable_list* binding = snmp_add_null_var(request, identifier.parts, identifier.length);
-  if (value.IsInteger()) {
-    snmp_set_var_typed_value(binding, value.typeCode, &value.intValue, sizeof value.intValue);
-  } else {
-    snmp_set_var_typed_value(binding, value.typeCode, value.strValue, std::strlen(value.strValue));
-  }
+  snmp_set_var_typed_value(binding, value.typeCode, &value.intValue, sizeof value.intValue);
   return Exchange(request);
 }
 
@@ -123,10 +117,6 @@ Answer Agent::Exchange(void* request) {
   using Clock = std::chrono::steady_clock;
   Answer answer;
   answer.outcome = Outcome::kSilent;
-  if (handle_ == nullptr) {
-    snmp_free_pdu(static_cast<netsnmp_pdu*>(request));
-    return answer;
-  }
   auto* session = static_cast<netsnmp_session*>(handle_);
   netsnmp_pdu* received = nullptr;
   const auto start = Clock::now();

@@ -27,7 +27,7 @@ class Agent {
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;
 
-  /// Whether there is a session: localhost has to resolve.
+  /// Whether there is a session: localhost has to resolve. Nothing can be asked without.
   bool IsOpen() const { return handle_ != nullptr; }
 
   /// What the SNMP library had to say about its configuration and the MIB modules, a line each.
@@ -47,7 +47,7 @@ class Agent {
   /// prints identifiers from then on.
   std::string Walk(const std::string& subtree);
 
-  /// Writes the integer or text that `value` holds to the register that it names.
+  /// Writes the integer that `value` holds to the register that it names.
   Answer Set(const SNMPValue& value);
 
  private:

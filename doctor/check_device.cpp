@@ -112,8 +112,8 @@ std::string Eviction(const Owner& owner, const std::string& device, const std::s
   return Text("kill %ld", owner.process);
 }
 
-/// Whether the port is a gateway's alone; who else has it is reported.
-bool CheckOwners(const std::string& device, const std::string& port, const Unit& unit,
+/// Who has the port, and who has it beside the gateway.
+void CheckOwners(const std::string& device, const std::string& port, const Unit& unit,
                  Report& report) {
   bool sawAll = true;
   std::vector<Owner> gateways;
@@ -137,19 +137,16 @@ bool CheckOwners(const std::string& device, const std::string& port, const Unit&
                      Describe(gateways[1]),
                  Eviction(gateways[1], device, port), kPortPage);
   }
-  if (!others.empty() || gateways.size() > 1) return false;
+  if (!others.empty() || gateways.size() > 1) return;
   if (gateways.empty() && sawAll) {
     report.Fault("port", "no gateway has " + device + ": it does not run",
                  unit.name.empty() ? "systemctl enable --now qmx-gateway@" + port : unit.Restart(),
                  kPortPage);
-    return false;
-  }
-  if (gateways.empty()) {
+  } else if (gateways.empty()) {
     report.Unchecked("port", "only root sees who has " + device);
-    return false;
+  } else {
+    report.Ok("port", Describe(gateways[0]) + " has " + device + " alone");
   }
-  report.Ok("port", Describe(gateways[0]) + " has " + device + " alone");
-  return true;
 }
 
 void CheckRivals(const std::string& device, const std::string& port, const struct stat& status,

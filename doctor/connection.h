@@ -33,7 +33,8 @@ class Connection {
 
   /// Null when the statement fails.
   QueryResult Ask(const std::string& statement) {
-    if (mysql_query(&mysql_, statement.c_str()) != 0) return nullptr;
+    // Without a connection the reason stays what it was.
+    if (!open_ || mysql_query(&mysql_, statement.c_str()) != 0) return nullptr;
     return QueryResult(mysql_store_result(&mysql_));
   }
 
