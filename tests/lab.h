@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bytes.h"
 #include "line/visible.h"
 
 constexpr int kPatience = 60000;  ///< in milliseconds
@@ -101,6 +102,3 @@ class Database {
 /// The frames of an AK request and of a reply: the text between STX and ETX, and CR LF behind it.
 std::string Request(const std::string& text);
 std::string Reply(const std::string& text);
-
-/// The bytes of a text with <STX>, <ETX>, <CR>, <LF> and <xNN>; <9*x> stands for xxxxxxxxx.
-std::string Bytes(const std::string& visible);

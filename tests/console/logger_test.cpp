@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <ctime>
-#include <deque>
 #include <fstream>
 #include <functional>
 #include <set>
@@ -14,23 +12,13 @@
 #include "line/visible.h"
 #include "logger/register_numbers.h"
 #include "logger/search.h"
+#include "played_line.h"
 
 namespace {
 
 using std::chrono::milliseconds;
 
 constexpr milliseconds kStart(1234567);
-milliseconds g_now;  // of both clocks
-
-}  // namespace
-
-extern "C" int clock_gettime(clockid_t, timespec* time) noexcept {
-  *time = {g_now.count() / 1000, g_now.count() % 1000 * 1000000};
-  return 0;
-}
-
-namespace {
-
 /// [ is an STX, ] an ETX, $ a line end, ^ a CR, _ an LF, in what comes and in what is shown.
 constexpr std::pair<const char*, const char*> kShort[] = {
     {"[", "\x02"}, {"]", "\x03"}, {"$", "\r\n"}, {"^", "\r"}, {"_", "\n"}};
@@ -72,19 +60,19 @@ std::vector<std::pair<long, char>> Long(const std::string& text) {
 }
 
 /// The far end of a line. It tells what is sent, and when.
-class Played : public Line {
+class Played : public PlayedLine {
  public:
   /// What comes behind a request, and unasked at first.
   using Answering = std::function<std::string(const std::string& request)>;
-  explicit Played(Answering answer) : answer_(std::move(answer)) {
-    g_now = kStart;
+  explicit Played(Answering answer) : PlayedLine(kStart), answer_(std::move(answer)) {
     Come(answer_(""));
   }
 
   void Tell(const std::string& text) {
     if (!told_.empty()) told_ += " | ";
-    if (g_now != toldAt_) told_ += std::to_string((g_now - kStart).count()) + " ";
-    toldAt_ = g_now;
+    if (PlayedClock::now != toldAt_)
+      told_ += std::to_string((PlayedClock::now - kStart).count()) + " ";
+    toldAt_ = PlayedClock::now;
     told_ += text;
   }
   const std::string& Told() const { return told_; }
@@ -95,32 +83,20 @@ class Played : public Line {
     Tell(Short(bytes));
     Come(answer_(bytes));
   }
-  bool Read(char& byte, milliseconds wait) override {
-    if (++reads_ > 5000000) throw std::runtime_error("It reads without end.");
-    const bool comes = !coming_.empty() && coming_[0].second <= wait;
-    if (!coming_.empty()) coming_[0].second -= wait;
-    g_now += comes ? wait + coming_[0].second : wait;
-    if (!comes) return false;
-    byte = coming_[0].first;
-    coming_.pop_front();
-    return true;
-  }
 
  private:
   void Come(const std::string& text) {
     for (const auto& [silence, byte] : Long(text)) {
       silence_ += milliseconds(silence);
-      if (silence == 0) coming_.push_back({byte, std::exchange(silence_, milliseconds(0))});
+      if (silence == 0) Comes({byte}, Last() + std::exchange(silence_, milliseconds(0)));
     }
   }
 
   Answering answer_;
-  std::deque<std::pair<char, milliseconds>> coming_;  // each behind its silence
   milliseconds silence_{0};
   std::string told_;
   milliseconds toldAt_ = kStart;
   bool closed_ = true;
-  int reads_ = 0;
 };
 
 /// Each request is answered with the next of these texts, all further ones with the last; the first

@@ -10,10 +10,11 @@
 #include <iostream>
 #include <regex>
 #include <sstream>
-#include <thread>
 
+#include "bytes.h"
 #include "line/interrupt.h"
 #include "line/visible.h"
+#include "played_line.h"
 #include "prompt.h"
 
 namespace {
@@ -21,12 +22,12 @@ namespace {
 /// Answers each request with the next reply: the text of a frame, behind which each "|" begins a
 /// line, or bytes behind "~"; "-" is a silence, "!" an interrupt, and "*" noise without end. Marks
 /// are refused, unless "?" is next.
-class PlayedLine : public Line {
+class TalkingLine : public PlayedLine {
  public:
+  TalkingLine() : PlayedLine({}, std::chrono::milliseconds(1)) {}
   std::deque<std::string> replies;
 
  protected:
-  bool Open() override { return false; }
   void Write(const std::string& bytes) override {
     static const std::regex kMark("<STX>(.SF[a-zA-Z].) ..<ETX>");
     const std::string request = Visible(bytes);
@@ -45,28 +46,16 @@ class PlayedLine : public Line {
       reply.insert(std::min(reply.find('|'), reply.size()), "<ETX>");
       reply = "~<STX>" + reply + "|";
     }
-    const std::pair<const char*, const char*> kNames[] = {
-        {"<STX>", "\x02"}, {"<ETX>", "\x03"}, {"[|]", "\r\n"}};
-    for (const auto& [name, byte] : kNames) {
-      reply = std::regex_replace(reply, std::regex(name), byte);
-    }
-    bytes_ = reply.substr(1);
+    Comes(Bytes(std::regex_replace(reply.substr(1), std::regex("[|]"), "\r\n")), PlayedClock::now);
   }
-  bool Read(char& byte, std::chrono::milliseconds) override {
+  bool Read(char& byte, std::chrono::milliseconds wait) override {
     Interrupt::Check();
-    if (noise_ && ++noises_ < 100) bytes_ = "x";
-    if (bytes_.empty()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    if (noise_) bytes_ = "x";
-    if (bytes_.empty()) return false;
-    byte = bytes_[0];
-    bytes_.erase(0, 1);
-    return true;
+    if (noise_) Comes("x", PlayedClock::now += std::chrono::milliseconds(1));
+    return PlayedLine::Read(byte, wait);
   }
 
  private:
-  std::string bytes_;
   bool noise_ = false;
-  int noises_ = 0;
 };
 
 /// All that is sent and told when this is typed, and the status unless all was well.
@@ -74,7 +63,7 @@ std::string Talked(const std::string& typed, const std::deque<std::string>& repl
   CLI::App app;
   Options options;
   AddLineOptions(app, options);
-  PlayedLine line;
+  TalkingLine line;
   line.replies = replies;
   Logger logger(line, options.GetAddress(), options.Patience());
   RegisterNumbers numbers(logger);

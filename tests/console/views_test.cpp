@@ -9,7 +9,6 @@
 
 #include <csignal>
 #include <ctime>
-#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -22,6 +21,7 @@
 #include "line/interrupt.h"
 #include "line/visible.h"
 #include "logger/md_frame.h"
+#include "played_line.h"
 #include "views/check.h"
 #include "views/findings.h"
 #include "views/listen.h"
@@ -36,35 +36,20 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kBegin(1577836800000);  // 2020-01-01 00:00:00, where time zones are UTC
-milliseconds g_now = kBegin;
-
-}  // namespace
-
-std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
-  return time_point(g_now);
-}
-std::chrono::system_clock::time_point std::chrono::system_clock::now() noexcept {
-  return time_point(g_now);
-}
-extern "C" int nanosleep(const timespec* time, timespec* /*left*/) {
-  g_now += milliseconds(time->tv_sec * 1000 + time->tv_nsec / 1000000);
-  return 0;
-}
-
-namespace {
 
 void Begin() {
   setenv("TZ", "UTC", 1);
   tzset();
-  g_now = kBegin;
+  PlayedClock::now = kBegin;
 }
 
 /// Answers a request by its text or what it begins with, whichever is the longest. Answers are, one
 /// after the other, parted by "/" (the last one stays): the text of a reply and, behind "|", a line
 /// that follows it; nothing; an echo, "="; bytes, "<STX>..."; or a failure of this status, "!2".
-class Gateway : public Line {
+class Gateway : public PlayedLine {
  public:
-  explicit Gateway(std::map<std::string, std::string> changed) : answers_(std::move(changed)) {
+  explicit Gateway(std::map<std::string, std::string> changed)
+      : PlayedLine(kBegin, milliseconds(1)), answers_(std::move(changed)) {
     Begin();
     answers_.insert({
         {"4", "4???? 0 SE"},
@@ -83,39 +68,25 @@ class Gateway : public Line {
   }
 
   /// Bytes that come at a time; "^" is an interrupt, "#" a terminal that becomes smaller.
-  void Comes(const std::string& bytes, milliseconds moment) {
-    if (!coming_.empty()) moment = std::max(moment, coming_.back().first + milliseconds(1));
-    for (const char byte : bytes) coming_.emplace_back(moment++, byte);
-  }
-
-  int ToPoll() const override {
-    static const int always = open("/dev/null", O_RDONLY);
-    return always;
+  void ComesAt(const std::string& bytes, milliseconds moment) {
+    Comes(bytes, moment, milliseconds(1));
   }
 
   std::string asked;  ///< the texts of all requests but the marks
 
  protected:
-  bool Open() override { return false; }
   void Write(const std::string& bytes) override {
     for (std::size_t at = 0; (at = bytes.find('\x02', at)) != std::string::npos; ++at) {
       const std::string text = bytes.substr(at + 1, bytes.find('\x03', at) - at - 1);
       const auto delay = milliseconds(std::stoi(answers_["delay"]) + number_ * number_ % 7);
       ++number_;
-      Comes(text.compare(1, 2, "SF") == 0 ? '\x02' + text.substr(0, 5) + " 0 SE\x03\r\n"
-                                          : Answer(text),
-            g_now + delay);
+      ComesAt(text.compare(1, 2, "SF") == 0 ? '\x02' + text.substr(0, 5) + " 0 SE\x03\r\n"
+                                            : Answer(text),
+              PlayedClock::now + delay);
     }
   }
   bool Read(char& byte, milliseconds wait) override {
-    if (g_now > kBegin + std::chrono::hours(1)) throw Failure(kNoDevice, "Nothing ends it.");
-    if (coming_.empty() || coming_.front().first > g_now + wait) {
-      g_now += std::max(wait, milliseconds(1));
-      return false;
-    }
-    g_now = std::max(g_now, coming_.front().first);
-    byte = coming_.front().second;
-    coming_.pop_front();
+    if (!PlayedLine::Read(byte, wait)) return false;
     const winsize small{6, 38, 0, 0};
     if (byte == '#') ioctl(1, TIOCSWINSZ, &small);
     if (byte == '^') raise(SIGINT);
@@ -138,16 +109,14 @@ class Gateway : public Line {
     if (!moved.empty()) answers_["4AREG K0 2"] = "4AREG 0 2 " + moved;
     if (answer[0] == '!') throw Failure(std::stoi(answer.substr(1)), "The line is gone.");
     if (answer == "=") return '\x02' + text + '\x03';
-    if (answer.empty() || answer[0] == '<' || answer == "^" || answer == "#")
-      return BytesOf(answer);
+    if (answer.empty() || answer[0] == '<' || answer == "^" || answer == "#") return Bytes(answer);
     const std::size_t end = answer.find('|');
-    const std::string frame = '\x02' + BytesOf(answer.substr(0, end)) + '\x03';
+    const std::string frame = '\x02' + Bytes(answer.substr(0, end)) + '\x03';
     return frame + (text[0] == 'D' ? CheckValueOf(frame) : "") + "\r\n" +
-           (end < answer.size() ? BytesOf(answer.substr(end + 1)) + "\r\n" : "");
+           (end < answer.size() ? Bytes(answer.substr(end + 1)) + "\r\n" : "");
   }
 
   std::map<std::string, std::string> answers_;
-  std::deque<std::pair<milliseconds, char>> coming_;
   int number_ = 0;  // of requests; each takes its own time
 };
 
@@ -167,7 +136,7 @@ std::string Told(const std::string& line, const std::map<std::string, std::strin
   std::signal(SIGINT, SIG_DFL);  // It is ignored in what a script runs in the background.
   Gateway gateway(answers);
   for (const auto& [later, bytes] : coming) {
-    gateway.Comes(BytesOf(bytes), kBegin + milliseconds(later));
+    gateway.ComesAt(Bytes(bytes), kBegin + milliseconds(later));
   }
   Address address;
   if (has("station")) address.station = words["station"][0];
@@ -316,7 +285,7 @@ TEST(Views, AgeText) {
 
 TEST(Views, ProgressTellsWhatIsLeft) {
   const auto seconds = [](double number) {
-    g_now += milliseconds(static_cast<long>(number * 1000));
+    PlayedClock::now += milliseconds(static_cast<long>(number * 1000));
   };
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
   const int errors = dup(2);
