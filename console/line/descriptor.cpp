@@ -37,12 +37,12 @@ int Descriptor::Write(const std::string& bytes) const {
   std::size_t sent = 0;
   while (sent < bytes.size()) {
     const ssize_t count = write(number_, bytes.data() + sent, bytes.size() - sent);
-    if (count >= 0) {
+    if (count > 0) {
       sent += static_cast<std::size_t>(count);
-    } else if (errno == EAGAIN) {
+    } else if (count < 0 && errno == EAGAIN) {
       Wait(POLLOUT, std::chrono::milliseconds(100));
-    } else if (errno != EINTR) {
-      return errno;
+    } else if (count == 0 || errno != EINTR) {
+      return count == 0 ? EIO : errno;
     }
   }
   return 0;

@@ -48,12 +48,14 @@ std::optional<std::vector<std::string>> MostOf(const std::vector<std::vector<std
 
 void RecordReader::Set(const std::string& stamp) {
   if (at_ == stamp) return;
+  at_.reset();
   source_.Set(stamp);
   at_ = stamp;
 }
 
 std::string RecordReader::Stepped(const std::string& way) {
   return Again(at_, [&] {
+    at_.reset();
     source_.Step(way);
     at_ = source_.Get();
     return *at_;
@@ -64,6 +66,7 @@ std::string RecordReader::At(const std::string& behind, long n) {
   if (n == 0) return behind;
   return Again(at_, [&] {
     Set(behind);
+    at_.reset();
     source_.Step(std::to_string(n));
     at_ = source_.Get();
     return *at_;
