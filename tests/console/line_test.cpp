@@ -10,59 +10,6 @@
 
 namespace {
 
-/// Replies that no gateway sends, played by the test itself.
-TEST(ConsoleLine, TellsNoiseFromReplies) {
-  const struct {
-    std::vector<std::string> words;
-    const char* reply;
-    int status;
-    const char* told;  // all of it
-  } kTable[] = {
-      {{"lcfg"},
-       "noise",
-       3,
-       "No reply: what came is no frame: noise. It may come at another speed than 9600 baud, in "
-       "another protocol, or through a bad cable. \"check\" looks for it."},
-      {{"areg", "7"}, "<STX>4AREG 0 7 <x1B>[2J<ETX><CR><LF>", 0, "7  <x1B>[2J"},
-      {{"ereg", "7", "5"},
-       "<STX>4EREG 0 8<ETX><CR><LF>",
-       5,
-       "It is not known whether 7 was written; read it when the gateway answers. It is not known "
-       "whether EREG was done. The reply is for another request: 4EREG 0 8"},
-      {{"asto", "2"},
-       "<STX>4ASTO 0 1<ETX><CR><LF>a,b<CR><LF>c",
-       5,
-       "a  b\nThe records are followed by something else than the next reply: a text has a line "
-       "end, or the line changed a byte."},
-      {{"asto", "1"},
-       "<STX>4ASTO 0 1<ETX><CR><LF>a,b,1<CR><LF><STX>4ASTO 0 SE<ETX><CR><LF>",
-       4,
-       "a  b  1\nThe records came, but the database pointer could not be moved."},
-      {{"da"},
-       "<STX>MD01 001 +1234-02 04 00 001 012    <ETX>3E",
-       0,
-       "register 012  12.34  (+1234-02)\n  component 001, location 001, operating status: mode "
-       "0\ncheck value 3E is right"},
-  };
-  for (const auto& row : kTable) {
-    const Line line;
-    // What is no whole reply may be waited for to the end.
-    const bool whole = row.status == 0 || row.status == 4;
-    std::vector<std::string> command = {Program("qmx-console"), line.Device(), "--timeout",
-                                        whole ? "30" : "3"};
-    command.insert(command.end(), row.words.begin(), row.words.end());
-    Child console(command);
-    EXPECT_FALSE(ReceiveRequest(line).empty());
-    line.Send(Bytes(row.reply));
-    EXPECT_EQ(console.Wait(), row.status) << row.reply;
-    const std::string told = console.Output() + console.Errors();
-    EXPECT_TRUE(Fits(told, std::string(row.told) + "\n")) << row.reply << "\n" << told;
-  }
-}
-
-/// Names that have no numbers: these leave out what no instrument's do.
-const std::string kUncertain = Reply("4LPRC 0 9") + "a.0,b.0\r\n";
-
 /// A gateway with one record, of which one function goes wrong.
 struct OneRecord {
   std::string pointer;
@@ -92,22 +39,21 @@ const std::string kWhere = "2020-06-01 12:00:00";
 TEST(ConsoleLine, PutsThePointerBackWhenInterrupted) {
   const std::string file = LabPath("held.csv");
   WriteFile(file, "Date,Time,mass\n2020-01-01,00:00:00,1\n");
-  for (const auto& words : {"report " + file, std::string("check --newest")}) {
-    for (const bool prompt : {false, true}) {
-      WriteFile(LabPath("commands"), words + "\n");
-      const Line line;
-      Child console({"sh", "-c",
-                     "exec " + Program("qmx-console") + " " + line.Device() + " " +
-                         (prompt ? "<" + LabPath("commands") : words)});
-      OneRecord gateway{kWhere, ""};
-      long steps = 0;
-      Play(line, console, [&](const std::string& code, const std::string& arguments) {
-        if (code == "SSTO" && ++steps == 1) console.Signal(SIGINT);
-        return gateway(code, arguments);
-      });
-      EXPECT_EQ(console.Wait(), 128 + SIGINT) << words << console.Errors();
-      EXPECT_TRUE(steps > 0 && gateway.pointer == kWhere) << words << gateway.pointer;
-    }
+  WriteFile(LabPath("commands"), "report " + file + "\n");
+  WriteFile(LabPath("look"), "check --newest\n");
+  for (const auto& words : {"report " + file, std::string("check --newest"),
+                            "<" + LabPath("commands"), "<" + LabPath("look")}) {
+    const Line line;
+    Child console(
+        {"sh", "-c", "exec " + Program("qmx-console") + " " + line.Device() + " " + words});
+    OneRecord gateway{kWhere, ""};
+    long steps = 0;
+    Play(line, console, [&](const std::string& code, const std::string& arguments) {
+      if (code == "SSTO" && ++steps == 1) console.Signal(SIGINT);
+      return gateway(code, arguments);
+    });
+    EXPECT_EQ(console.Wait(), 128 + SIGINT) << words << console.Errors();
+    EXPECT_TRUE(steps > 0 && gateway.pointer == kWhere) << words << gateway.pointer;
   }
 }
 
@@ -115,26 +61,22 @@ TEST(ConsoleLine, TrustsNoPointerUnseen) {
   const std::string file = LabPath("held.csv");
   const std::string moved = OneRecord::kMoved;
   WriteFile(file, "Date,Time,mass\n2020-01-01,00:00:00,1\n");
-  const std::string doubt =
-      "The number of register qmxDatabasePointer.0 is not certain here, and without it no place in "
-      "the records is.\n";
+  const std::string doubt = "The number of register qmxDatabasePointer.0 is not certain here, …\n";
   const std::string lost = "The database pointer could not be put back; it was ";
-  const std::string none = file + " holds all 0 records of the instrument up to " + moved +
-                           ", and 1 that it no longer has.\n";
+  const std::string away = lost + "at " + kWhere + ".\n";
   const struct {
     std::string before, fault, told, after;
   } cases[] = {
       {kWhere, "LPRC", doubt, kWhere},
       {kWhere, "AREG", doubt, kWhere},
-      {kWhere, "later", lost + "at " + kWhere + ".\n" + doubt, moved},
-      {kWhere, "EREG", lost + "at " + kWhere + ".\nEREG refused: …\n", moved},
+      {kWhere, "later", away + doubt, moved},
+      {kWhere, "EREG", away + "EREG refused: …\n", moved},
       {"", "EREG", lost + "empty.\nEREG refused: …\n", moved},
-      {"", "", file + " holds all 1 record of the instrument up to " + moved + ".\n",
-       "0001-01-01 00:00:00"},
+      {"", "", "… holds all 1 record of the …up to " + moved + ".\n", "0001-01-01 00:00:00"},
       {kWhere, "SSTO", "SSTO refused: …\n", kWhere},
       {kWhere, "ASTO", "The records came, but the database pointer could not be moved.\n", kWhere},
-      {kWhere, "still", lost + "at " + kWhere + ".\n" + doubt, kWhere},
-      {kWhere, "empty", none, kWhere},
+      {kWhere, "still", away + doubt, kWhere},
+      {kWhere, "empty", "… all 0 records of …, and 1 that it no longer has.\n", kWhere},
       {"x", "empty", lost + "at x.\n" + doubt, "x"},
   };
   for (const auto& row : cases) {
@@ -157,10 +99,7 @@ TEST(ConsoleLine, RecordsWhatPasses) {
     EXPECT_FALSE(line.ReceiveUntil("\x03").empty());
     line.Send(Bytes("~<LF><STX>4AREG 0 7 <x3C><x80>"));
     // Written as it passes, in lines that end with a pause, too.
-    const auto shows = [&](const char* text) {
-      return WaitFor([&] { return ReadFile(file).find(text) != std::string::npos; });
-    };
-    EXPECT_TRUE(shows("<x80>"));
+    EXPECT_TRUE(WaitFor([&] { return ReadFile(file).find("<x80>") != std::string::npos; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     line.Send("\x03\r\n");
     EXPECT_EQ(console.Wait(), 0);
@@ -205,23 +144,19 @@ TEST(ConsoleLine, TellsWhatToDoAboutADevice) {
     const std::string none =
         "/dev/none cannot be opened: No such file or directory. Serial devices here: ";
     const std::string ask = "; " + Program("qmx-console") + " /dev/none lcfg; ";
+    const std::string plug =
+        "cd /dev; mkdir -p serial/by-id; touch tty{USB0,USB1,ACM0} serial/by-id/a";
     EXPECT_EQ(
-        RunToEnd(
-            {"unshare", "-m", "sh", "-c",
-             "mount -t tmpfs tmpfs /dev" + ask +
-                 "cd /dev; mkdir -p serial/by-id; touch ttyUSB0 ttyUSB1 ttyACM0 serial/by-id/a" +
-                 ask})
+        RunToEnd({"unshare", "-m", "bash", "-c", "mount -t tmpfs tmpfs /dev" + ask + plug + ask})
             .errors,
         none + "none plugged in; built-in ones are /dev/ttyS0 and following.\n" + none +
             "/dev/serial/by-id/a /dev/ttyUSB0 /dev/ttyUSB1 /dev/ttyACM0.\n");
   }
   if (RunToEnd({"setpriv", "--reuid", "1", "true"}).status != 0) GTEST_SKIP() << "no other users";
   const Line line;
-  const std::string own =
-      RunToEnd(
-          {"sh", "-c", Program("qmx-console") + " " + line.Device() + " lcfg <" + line.Device()})
-          .errors;
-  EXPECT_EQ(own, line.Device() + " is the terminal of this console.\n");
+  const std::string console = Program("qmx-console") + " " + line.Device() + " lcfg";
+  EXPECT_EQ(RunToEnd({"sh", "-c", console + " <" + line.Device()}).errors,
+            line.Device() + " is the terminal of this console.\n");
   const auto denied = [&line](gid_t group, mode_t mode) {
     EXPECT_EQ(chown(line.Device().c_str(), 0, group) + chmod(line.Device().c_str(), mode), 0);
     const Ended ended = RunToEnd({"setpriv", "--reuid", "1", "--regid", "1", "--clear-groups",
@@ -240,30 +175,21 @@ TEST(ConsoleLine, TellsWhatToDoAboutADevice) {
             "group 54321. Join the group: sudo adduser daemon group 54321, then log in again.\n");
 }
 
-TEST_F(Console, FindsOutWhoHasThePort) {
-  const auto refused = [](const std::string& device, const std::string& owner) {
-    const Ended ended = RunToEnd({Program("qmx-console"), device, "lcfg"});
-    EXPECT_EQ(ended.status, 2);
-    EXPECT_EQ(ended.errors, device + " is in use by " + owner + ").\n");
-  };
-  EXPECT_EQ(Ask({"lcfg"}).status, 0);
-  refused(LabPath("port"), "qmx-gateway (process " + std::to_string(gateway_.Id()));
+TEST(ConsoleLine, FindsOutWhoHasThePort) {
   const Line line;
   Child user({Program("qmx-console"), line.Device(), "--trace", "--timeout", "300", "lcfg"});
   EXPECT_EQ(line.ReceiveUntil("\x03"), Request("4LCFG K0"));
   EXPECT_TRUE(WaitFor([&] { return Timeless(user.Errors()) == "TIME > <STX>4LCFG K0<ETX>\n"; }));
-  refused(line.Device(), "qmx-console (process " + std::to_string(user.Id()));
+  const Ended refused = RunToEnd({Program("qmx-console"), line.Device(), "lcfg"});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.errors, line.Device() + " is in use by qmx-console (process " +
+                                std::to_string(user.Id()) + ").\n");
   // Nothing of the refused one came through, and the port is free again behind the other.
   line.Send(Reply("4LCFG 0 5"));
   EXPECT_EQ(user.Wait(), 0);
   EXPECT_EQ(line.ReceiveUntil("\x03", 200), "");
-  const std::string file =
-      "/run/lock/LCK.." + std::filesystem::path(line.Device()).filename().string();
-  EXPECT_FALSE(std::filesystem::exists(file));
-  const Child other({"sleep", "60"});
-  WriteFile(file, std::to_string(other.Id()) + " minicom root\n");
-  refused(line.Device(), "sleep (process " + std::to_string(other.Id()));
-  std::filesystem::remove(file);
+  EXPECT_FALSE(std::filesystem::exists("/run/lock/LCK.." +
+                                       std::filesystem::path(line.Device()).filename().string()));
 }
 
 }  // namespace

@@ -62,25 +62,20 @@ struct Truth {
     const bool ereg = asked.compare(0, 8, "ereg 29 ") == 0;
     if (says("\\w+ was not sent. (No reply|The reply )[^\n]*\n")) {
       ++said["not sent"];
-    } else if (ereg && says("It is not known whether 29 was written: .* It reads (\\d+) now.\n")) {
+    } else if (ereg && says("It is not known whether 29 was written[:;] .*\n")) {
       possible.insert(wanted);
-      EXPECT_EQ(possible.count(found[1]), 1U) << asked << ": " << answer;
-      possible = {found[1]};
-      ++said["not known, but read"];
-    } else if (ereg && says("It is not known whether 29 was written; read [^\n]*\n")) {
-      possible.insert(wanted);
-      ++said["not known"];
+      const bool read = says(".* It reads (\\d+) now.\n");
+      if (read) Reads(found[1]);
+      ++said[read ? "not known, but read" : "not known"];
     } else if (ereg && says("29 is set\n")) {
       possible = {wanted};
       ++said["written"];
     } else if (asked == "areg 29" && says("29  (\\d+)\n")) {
-      EXPECT_EQ(possible.count(found[1]), 1U) << answer << " of " << *possible.begin();
-      possible = {found[1]};
+      Reads(found[1]);
       ++said["read"];
-    } else if (!ereg && says("It is not known whether (SSTO|SF99|EREG|999) was [^\n]*\n")) {
-      ++said["not known"];
-    } else if (!ereg && says("(No reply|The reply (breaks off|is no AK reply))[^\n]*\n")) {
-      ++said["no reply"];
+    } else if (!ereg && says("(It is not known whether (SSTO|SF99|EREG|999) was |No reply|"
+                             "The reply (breaks off|is no AK reply))[^\n]*\n")) {
+      ++said[answer[0] == 'I' ? "not known" : "no reply"];
     } else {
       EXPECT_TRUE((asked == "lcfg" && answer == "instrument type 2\n") ||
                   (asked == "areg 999" && says("999  refused\nAREG refused[^\n]*\n")) ||
@@ -88,8 +83,12 @@ struct Truth {
                   (asked == "sf 99" && says("SF99 refused[^\n]*\n")) ||
                   (asked == "ssto B" && answer == "database pointer moved\n"))
           << asked << ": " << answer;
-      ++said["other replies"];
     }
+  }
+
+  void Reads(const std::string& value) {
+    EXPECT_EQ(possible.count(value), 1U) << value << " of " << *possible.begin();
+    possible = {value};
   }
 };
 

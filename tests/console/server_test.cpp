@@ -1,3 +1,5 @@
+#include <map>
+
 #include "fixture.h"
 
 namespace {
@@ -17,15 +19,10 @@ Ended AskServer(const std::string& server, std::vector<std::string> words) {
 TEST_F(Console, GoesThroughDeviceServers) {
   // ser2net finds no address where the machine has none but the loopback's.
   if (IsPrivate()) RunToEnd({"ip", "address", "add", "192.0.2.1/32", "dev", "lo"});
+  const std::string device = "\n  connector: serialdev," + device_ + ",9600n82,local\n";
   WriteFile(LabPath("ser2net.yaml"),
-            "%YAML 1.1\n---\n"
-            "connection: &raw\n  accepter: tcp,127.0.0.1,4001\n"
-            "  connector: serialdev," +
-                device_ +
-                ",9600n82,local\n"
-                "connection: &telnet\n  accepter: telnet,tcp,127.0.0.1,4002\n"
-                "  connector: serialdev," +
-                device_ + ",9600n82,local\n");
+            "%YAML 1.1\n---\nconnection: &raw\n  accepter: tcp,127.0.0.1,4001" + device +
+                "connection: &telnet\n  accepter: telnet,tcp,127.0.0.1,4002" + device);
   Child server({"ser2net", "-n", "-c", LabPath("ser2net.yaml")});
   ASSERT_TRUE(Listens(4001)) << server.Errors();
   EXPECT_EQ(AskServer("127.0.0.1:4001", {"lcfg"}).output, "instrument type 2\n");
@@ -39,45 +36,28 @@ TEST_F(Console, GoesThroughDeviceServers) {
   Child user({Program("qmx-console"), "tcp://127.0.0.1:4001", "watch", "1", "--every", "0.1"});
   ASSERT_TRUE(WaitFor([&] { return !user.Output().empty(); }));
   const std::string gone = " closed the connection: its line may be in use, or have failed.\n";
-  const auto unknown = [](const std::string& name) {
-    return name + " cannot be reached: Name or service not known.\n";
+  const std::string ours = "The device server 127.0.0.1:400";
+  const std::string refused =
+      " cannot be reached: Connection refused. Nothing listens there: check the port's number.\n";
+  std::map<std::string, std::string> rows = {
+      {"127.0.0.1:4001", ours + "1 closed the connection, saying: Port already in use\n"},
+      {"127.0.0.1:4002", ours + "2 speaks telnet: set this port of it to pass raw bytes.\n"},
+      {"[::1]:4001", "[::1]:4001" + refused},
+      {"127.0.0.1:65535", "127.0.0.1:65535" + refused},
+      {"127.0.0.1:4004", ours + "4 closed the connection, saying: " + std::string(80, '0') + "\n"},
+      {"[127.0.0.1]:4005", "The device server [127.0.0.1]:4005" + gone},
   };
-  const auto named = [](const std::string& name) {
-    return "A device server is named tcp://HOST:PORT, not tcp://" + name + ".\n";
-  };
-  const struct {
-    std::string server;
-    int status;
-    std::string told;
-  } kTable[] = {
-      {"127.0.0.1:4001", 2,
-       "The device server 127.0.0.1:4001 closed the connection, saying: Port already in use\n"},
-      {"127.0.0.1:4002", 2,
-       "The device server 127.0.0.1:4002 speaks telnet: set this port of it to pass raw bytes.\n"},
-      {"[::1]:4001", 2,
-       "[::1]:4001 cannot be reached: Connection refused. Nothing listens there: check the port's "
-       "number.\n"},
-      {"127.0.0.1:65535", 2,
-       "127.0.0.1:65535 cannot be reached: Connection refused. Nothing listens there: check the "
-       "port's number.\n"},
-      {"127.0.0.1:4004", 2,
-       "The device server 127.0.0.1:4004 closed the connection, saying: " + std::string(80, '0') +
-           "\n"},
-      {"[127.0.0.1]:4005", 2, "The device server [127.0.0.1]:4005" + gone},
-      {"nobody.invalid:1", 2, unknown("nobody.invalid:1")},
-      {"[]:1", 2, unknown("[]:1")},
-      {"[::1:1", 2, unknown("[::1:1")},
-      {"127.0.0.1", 1, named("127.0.0.1")},
-      {":4001", 1, named(":4001")},
-      {"127.0.0.1:", 1, named("127.0.0.1:")},
-      {"127.0.0.1:4001x", 1, named("127.0.0.1:4001x")},
-      {"127.0.0.1:004001", 1, named("127.0.0.1:004001")},
-      {"127.0.0.1:65536", 1, named("127.0.0.1:65536")},
-  };
-  for (const auto& row : kTable) {
-    const Ended ended = AskServer(row.server, {"lcfg"});
-    EXPECT_EQ(ended.status, row.status) << row.server;
-    EXPECT_EQ(ended.errors, row.told);
+  for (const std::string name : {"nobody.invalid:1", "[]:1", "[::1:1"}) {
+    rows[name] = name + " cannot be reached: Name or service not known.\n";
+  }
+  for (const std::string name : {"127.0.0.1", ":4001", "127.0.0.1:", "127.0.0.1:4001x",
+                                 "127.0.0.1:004001", "127.0.0.1:65536"}) {
+    rows[name] = "A device server is named tcp://HOST:PORT, not tcp://" + name + ".\n";
+  }
+  for (const auto& [name, told] : rows) {
+    const Ended ended = AskServer(name, {"lcfg"});
+    EXPECT_EQ(ended.status, told[0] == 'A' ? 1 : 2) << name;
+    EXPECT_EQ(ended.errors, told);
   }
   // Cut off while it is used, by a server that ends and by one that goes in the middle of a reply.
   server.Signal(SIGTERM);
