@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <utility>
 
 #include "port/lock.h"
 
@@ -60,14 +61,12 @@ class Neighbour {
   }
   ~Neighbour() { End(); }
   void End() {
-    if (id_ < 0) return;
-    kill(id_, SIGKILL);
-    Wait();
+    if (id_ > 0) kill(id_, SIGKILL);
+    if (id_ > 0) Wait();
   }
   int Wait() {
     int status = -1;
-    waitpid(id_, &status, 0);
-    id_ = -1;
+    waitpid(std::exchange(id_, -1), &status, 0);
     return WEXITSTATUS(status);
   }
   pid_t Id() const { return id_; }
@@ -188,29 +187,25 @@ TEST_F(Port, IsHeldUntilItIsGivenBack) {
 TEST_F(Port, OfOthersIsNotSeenByEverybody) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to become somebody else";
   Neighbour neighbour([this] { open(device_.c_str(), O_RDWR | O_NOCTTY); });
-  Neighbour nobody([this] {
+  const auto nobodySees = [this](const std::function<bool(const std::optional<Owner>&)>& right) {
+    Neighbour nobody([&] { _exit(setuid(65534) == 0 && right(PortOwner(device_)) ? 5 : 1); });
+    return nobody.Wait() == 5;
+  };
+  EXPECT_TRUE(nobodySees([this](const auto& /*owner*/) {
     bool sawAll = true;
-    _exit(setuid(65534) == 0 && PortOwners(device_, &sawAll).empty() && !sawAll ? 5 : 1);
-  });
-  EXPECT_EQ(nobody.Wait(), 5);
+    return PortOwners(device_, &sawAll).empty() && !sawAll;
+  }));
   std::ofstream(file_) << "    999999 gone root\n";
   std::filesystem::permissions(file_, std::filesystem::perms(0600));
-  Neighbour other([this] {
-    const auto owner = setuid(65534) == 0 ? PortOwner(device_) : std::nullopt;
-    _exit(owner && owner->process == 0 && owner->how == How::kLockFile &&
-                  Describe(*owner) == "the owner of " + file_ + ", which this user may not read"
-              ? 5
-              : 1);
-  });
-  EXPECT_EQ(other.Wait(), 5);
+  EXPECT_TRUE(nobodySees([this](const auto& owner) {
+    return owner && owner->process == 0 && owner->how == How::kLockFile &&
+           Describe(*owner) == "the owner of " + file_ + ", which this user may not read";
+  }));
   // That it may not be ended does not mean that it is not there.
   std::filesystem::permissions(file_, std::filesystem::perms(0644));
   std::ofstream(file_) << neighbour.Id() << "\n";
-  Neighbour third([&] {
-    const auto owner = setuid(65534) == 0 ? PortOwner(device_) : std::nullopt;
-    _exit(owner && owner->process == neighbour.Id() ? 5 : 1);
-  });
-  EXPECT_EQ(third.Wait(), 5);
+  EXPECT_TRUE(
+      nobodySees([&](const auto& owner) { return owner && owner->process == neighbour.Id(); }));
 }
 
 }  // namespace

@@ -40,13 +40,12 @@ TEST_F(Console, TakesInterruptsAtItsPrompt) {
   typed.Shows("29 7", "ereg 29 7");
   typed.Shows("qmx> ", "\x03");
   typed.Shows("29  300\r\n", "areg 29\r");
-  // A watch ends with its key.
+  // A watch ends with its key, and no other, which is not shown.
   typed.Shows("qmx> ");
   typed.Shows("q ends", "watch 29\r");
-  typed.terminal.Send("q");
+  typed.Shows("\nqmx> ", "xq");
   // A download puts the pointer back.
   const std::string file = LabPath("prompt.csv");
-  typed.Shows("qmx> ");
   typed.terminal.Send("download " + file + " --batch 2\r");
   ASSERT_TRUE(WaitFor([&file] { return ReadFile(file).size() > 100; }));
   typed.Shows("\r\nInterrupted; the same command goes on from here", "\x03");
