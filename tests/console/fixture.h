@@ -45,13 +45,13 @@ inline bool Fits(const std::string& text, const std::string& wanted) {
 }
 
 /// The next request of the console on a line that the test plays. The functions that no gateway
-/// knows, by which the console tells late replies, are refused, behind what is given.
-inline std::string ReceiveRequest(const Line& line, const std::string& late = "") {
+/// knows, by which the console tells late replies, are refused.
+inline std::string ReceiveRequest(const Line& line) {
   static const std::regex kMark("\x02(4SF[a-zA-Z].) K0\x03");
   std::smatch mark;
   std::string request = line.ReceiveUntil("\x03");
   while (std::regex_match(request, mark, kMark)) {
-    line.Send(late + Reply(mark.str(1) + " 0 SE"));
+    line.Send(Reply(mark.str(1) + " 0 SE"));
     request = line.ReceiveUntil("\x03");
   }
   return request;

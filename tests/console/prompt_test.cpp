@@ -12,16 +12,15 @@ class Typed {
       : console({"sh", "-c",
                  "HOME=" + LabPath("") + " exec setsid --wait --ctty " + Program("qmx-console") +
                      " " + device + " <" + terminal.Device() + " >" + terminal.Device() +
-                     " 2>&1"}) {}
+                     " 2>&1"}) {
+    Shows("\"help\" lists the commands, \"quit\" leaves.\r\nqmx> ");
+  }
 
-  /// Whether the text is shown next, after these keys.
-  bool Shows(const std::string& text, const std::string& keys = "") {
+  /// The text is shown next, after these keys.
+  void Shows(const std::string& text, const std::string& keys = "") {
     terminal.Send(keys);
     const std::string shown = terminal.ReceiveUntil(text);
-    const bool found = shown.size() >= text.size() &&
-                       shown.compare(shown.size() - text.size(), text.size(), text) == 0;
-    EXPECT_TRUE(found) << "no " << text << " in " << shown;
-    return found;
+    EXPECT_TRUE(Fits(shown, "…" + text)) << "no " << text << " in " << shown;
   }
 
   const Line terminal;
@@ -36,7 +35,6 @@ TEST_F(Console, TakesInterruptsAtItsPrompt) {
   ASSERT_EQ(Ask({"ereg", "17", "2021-01-01"}).status, 0);
   Typed typed(device_);
   // A line that is being typed is forgotten.
-  typed.Shows("\"help\" lists the commands, \"quit\" leaves.\r\nqmx> ");
   typed.Shows("29 7", "ereg 29 7");
   typed.Shows("qmx> ", "\x03");
   typed.Shows("29  300\r\n", "areg 29\r");
@@ -89,7 +87,6 @@ TEST_F(Console, IsEndedBySignals) {
   EXPECT_EQ(deaf.Wait(), 0);
   // At the prompt, the end of the terminal's session ends the console, a watch or not.
   Typed typed(device_);
-  typed.Shows("qmx> ");
   typed.Shows("q ends", "watch 29\r");
   typed.console.Signal(SIGHUP);
   EXPECT_EQ(typed.console.Wait(), 128 + SIGHUP);
@@ -99,12 +96,10 @@ TEST_F(Console, CompletesWhatIsTyped) {
   ASSERT_EQ(Ask({"lcfg"}).status, 0);
   WriteFile(LabPath("begun.csv"), "");
   Typed typed(device_);
-  typed.Shows("qmx> ");
   typed.Shows("qmxKORVBState.0  2\r\n", "ar\tQMXKORVBst\t\r");
   // A value is no register.
   typed.Shows("qmxOperatorNote.0 is set", "ereg qmxOperatorN\tqmxOper\t\r");
   typed.Shows("qmxOperatorNote  qmxOper\r\n", "areg qmxOperatorNote\r");
-  typed.Shows("B  E", "ssto \t\t");
   for (const char* words : {"listen ", "report -o ", "report --output ", "watch --csv ",
                             "check --report ", "download "}) {
     typed.Shows("un.csv ", "\x15" + (words + LabPath("beg")) + "\t");
@@ -114,6 +109,7 @@ TEST_F(Console, CompletesWhatIsTyped) {
   for (const auto& [keys, offered] :
        {std::pair("watch --", "--count  --csv    --every  --help  "),
         {"watch --every 2 --co", "unt "},
+        {"ssto ", "B  E"},
         {"sf ", "03  06  09  17  25  26"},
         {"trace ", "off  on"},
         {"set json o", "off  on"},
@@ -133,7 +129,6 @@ TEST_F(Console, CompletesWhatIsTyped) {
   // An interrupt ends the wait for names that do not come.
   const Line silent;
   Typed waiting(silent.Device());
-  waiting.Shows("qmx> ");
   waiting.Shows("qmx> ", "set timeout 1000\r");
   // GNP has no names.
   waiting.Shows("qmx> ", "set protocol gnp\r");

@@ -25,7 +25,6 @@
 #include "views/listen.h"
 #include "views/outcome.h"
 #include "views/session.h"
-#include "views/terminal.h"
 #include "views/watch.h"
 #include "views/watch_file.h"
 
@@ -136,10 +135,8 @@ std::string Told(const std::string& line, const std::map<std::string, std::strin
   for (const auto& [later, bytes] : coming) {
     gateway.ComesAt(Bytes(bytes), kBegin + milliseconds(later));
   }
-  Address address;
-  if (has("station")) address.station = words["station"][0];
-  if (has("channel")) address.channel = words["channel"];
-  address.id = words["id"];
+  words.insert({{"station", "4"}, {"channel", "K0"}});
+  const Address address{words["station"][0], words["channel"], words["id"]};
   Logger logger(gateway, address, milliseconds(5000));
   RegisterNumbers numbers(logger);
   Report report(has("json"));
@@ -176,10 +173,7 @@ std::string Told(const std::string& line, const std::map<std::string, std::strin
   std::cerr.rdbuf(errors);
   dup2(output, 1);
   dup2(messages, 2);
-  close(output);
-  close(messages);
-  close(shown);
-  close(terminal);
+  for (const int descriptor : {output, messages, shown, terminal}) close(descriptor);
   EXPECT_EQ(logger.GetAddress().station, address.station);
   EXPECT_EQ(logger.GetPatience(), milliseconds(5000));
   if (has("known")) told << gateway.asked << "\n";
