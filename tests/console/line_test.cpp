@@ -157,22 +157,20 @@ TEST(ConsoleLine, TellsWhatToDoAboutADevice) {
   const std::string console = Program("qmx-console") + " " + line.Device() + " lcfg";
   EXPECT_EQ(RunToEnd({"sh", "-c", console + " <" + line.Device()}).errors,
             line.Device() + " is the terminal of this console.\n");
-  const auto denied = [&line](gid_t group, mode_t mode) {
+  const std::string cause = " cannot be opened: Permission denied. It belongs to root and group ";
+  const auto denied = [&](gid_t group, mode_t mode, const std::string& told) {
     EXPECT_EQ(chown(line.Device().c_str(), 0, group) + chmod(line.Device().c_str(), mode), 0);
     const Ended ended = RunToEnd({"setpriv", "--reuid", "1", "--regid", "1", "--clear-groups",
                                   Program("qmx-console"), line.Device(), "lcfg"});
     EXPECT_EQ(ended.status, 2);
-    const std::string cause =
-        line.Device() + " cannot be opened: Permission denied. It belongs to root and group ";
-    EXPECT_EQ(ended.errors.substr(0, cause.size()), cause);
-    return ended.errors.substr(std::min(cause.size(), ended.errors.size()));
+    EXPECT_EQ(ended.errors, line.Device() + cause + told);
   };
   const std::string none = ", which is no group to join for it: give it a group by a udev rule.\n";
-  EXPECT_EQ(denied(5, 0660), "tty. Join the group: sudo adduser daemon tty, then log in again.\n");
-  EXPECT_EQ(denied(5, 0640), "tty" + none);
-  EXPECT_EQ(denied(0, 0660), "root" + none);
-  EXPECT_EQ(denied(54321, 0660),
-            "group 54321. Join the group: sudo adduser daemon group 54321, then log in again.\n");
+  const std::string join = ". Join the group: sudo adduser daemon ";
+  denied(5, 0660, "tty" + join + "tty, then log in again.\n");
+  denied(5, 0640, "tty" + none);
+  denied(0, 0660, "root" + none);
+  denied(54321, 0660, "group 54321" + join + "group 54321, then log in again.\n");
 }
 
 TEST(ConsoleLine, FindsOutWhoHasThePort) {

@@ -11,9 +11,8 @@ bool Listens(int port) {
   });
 }
 
-Ended AskServer(const std::string& server, std::vector<std::string> words) {
-  words.insert(words.begin(), {Program("qmx-console"), "--timeout", "5", "tcp://" + server});
-  return RunToEnd(words);
+Ended AskServer(const std::string& server) {
+  return RunToEnd({Program("qmx-console"), "--timeout", "5", "tcp://" + server, "lcfg"});
 }
 
 TEST_F(Console, GoesThroughDeviceServers) {
@@ -25,7 +24,7 @@ TEST_F(Console, GoesThroughDeviceServers) {
                 "connection: &telnet\n  accepter: telnet,tcp,127.0.0.1,4002" + device);
   Child server({"ser2net", "-n", "-c", LabPath("ser2net.yaml")});
   ASSERT_TRUE(Listens(4001)) << server.Errors();
-  EXPECT_EQ(AskServer("127.0.0.1:4001", {"lcfg"}).output, "instrument type 2\n");
+  EXPECT_EQ(AskServer("127.0.0.1:4001").output, "instrument type 2\n");
   const Line slow;
   Child slowServer({"socat", "TCP-LISTEN:4003,bind=127.0.0.1,linger=0", slow.Device() + ",rawer"});
   const Child talker({"socat", "TCP-LISTEN:4004,bind=127.0.0.1", "SYSTEM:printf %0100d 0"});
@@ -55,7 +54,7 @@ TEST_F(Console, GoesThroughDeviceServers) {
     rows[name] = "A device server is named tcp://HOST:PORT, not tcp://" + name + ".\n";
   }
   for (const auto& [name, told] : rows) {
-    const Ended ended = AskServer(name, {"lcfg"});
+    const Ended ended = AskServer(name);
     EXPECT_EQ(ended.status, told[0] == 'A' ? 1 : 2) << name;
     EXPECT_EQ(ended.errors, told);
   }

@@ -269,6 +269,9 @@ TEST(Views, ProgressTellsWhatIsLeft) {
     if (late == 13.34) progress.Proves();
   }
   Progress().Proves();
+  Progress progress;
+  progress.Brought({{day + "00:00", "a", ""}});
+  progress.Proves();
   std::fputs("~", stderr);
   dup2(errors, 2);
   std::string told;
@@ -281,13 +284,8 @@ TEST(Views, ProgressTellsWhatIsLeft) {
             "0 s left<CR><LF>~1 record~ 00:00:00~3 records~ 00:01:00, 10 %, 2 min left~3 records, "
             "9 bytes, 0.2 records/s~ 00:01:00<CR><LF>~1 record~ 00:00:00~3 records~ 00:01:00, "
             "10 %, 119 min left<CR><LF>~1 record~ 00:00:00~3 records~ 00:01:00, 10 %, 2 h left"
-            "<CR><LF>~nothing new<CR><LF>~");
-  testing::internal::CaptureStderr();
-  Progress progress;
-  progress.Brought({{day + "00:00", "a", ""}});
-  progress.Proves();
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "1 record, 3 bytes, 1000.0 records/s, up to 2020-01-01 00:00:00\n");
+            "<CR><LF>~nothing new<CR><LF>~1 record~ 00:00:00~1 record, 3 bytes, 1000.0 records/s~ "
+            "00:00:00<CR><LF>~");
   close(errors);
   close(terminal);
 }
