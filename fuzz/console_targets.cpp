@@ -3,22 +3,54 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <sstream>
 
-#include "console_parts.h"
 #include "line/failure.h"
 #include "line/line.h"
+#include "logger/attribution.h"
 #include "logger/frames.h"
 #include "logger/logger.h"
 #include "logger/register_numbers.h"
+#include "logger/register_words.h"
+#include "records/record_store.h"
 #include "settings.h"
+#include "views/course.h"
 #include "views/frame_text.h"
+#include "views/watch_file.h"
 
 namespace {
+
+void Require(bool held) {
+  if (!held) std::abort();
+}
+
+/// A file for what a target keeps, removed at the end of the process.
+class Scratch {
+ public:
+  explicit Scratch(const char* ending)
+      : path(std::filesystem::temp_directory_path() /
+             ("qmx-fuzz." + std::to_string(getpid()) + ending)) {}
+  ~Scratch() {
+    std::error_code error;
+    std::filesystem::remove(path, error);
+    std::filesystem::remove(path + ".rejected", error);
+  }
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+
+  const std::string path;
+};
+
+std::string ReadAll(const std::string& path) {
+  std::stringstream kept;
+  kept << std::ifstream(path, std::ios::binary).rdbuf();
+  return kept.str();
+}
 
 /// A line that brings the input's bytes; FF is a silence.
 class FuzzLine : public Line {
@@ -39,42 +71,23 @@ class FuzzLine : public Line {
   std::size_t next_ = 0;
 };
 
-void Ask(Logger& logger, RegisterNumbers& numbers, int what) {
-  switch (what) {
-    case 0: {
+const std::function<void(Logger&, RegisterNumbers&)> kRequests[] = {
+    [](Logger& logger, auto&) {
       const AKReply reply = logger.Ask("LCFG");
       Require(reply.code == "LCFG" || reply.refused);
-      break;
-    }
-    case 1:
-      logger.ReadRegister(7);
-      break;
-    case 2:
-      logger.WriteRegister(7, "5");
-      break;
-    case 3:
-      logger.ListRegisters();
-      break;
-    case 4:
-      Require(logger.NextRecords(3).lines.size() <= 3);
-      break;
-    case 5:
-      logger.Header();
-      break;
-    case 6:
-      logger.Data();
-      break;
-    case 7:
-      logger.Raw("DA", true);
-      break;
-    case 8:
+    },
+    [](Logger& logger, auto&) { logger.ReadRegister(7); },
+    [](Logger& logger, auto&) { logger.WriteRegister(7, "5"); },
+    [](Logger& logger, auto&) { logger.ListRegisters(); },
+    [](Logger& logger, auto&) { Require(logger.NextRecords(3).lines.size() <= 3); },
+    [](Logger& logger, auto&) { logger.Header(); },
+    [](Logger& logger, auto&) { logger.Data(); },
+    [](Logger& logger, auto&) { logger.Raw("DA", true); },
+    [](Logger&, RegisterNumbers& numbers) {
       numbers.Forget();
       for (const Register& one : numbers.Find({"qmx*"})) Require(one.number > 0);
-      break;
-    default:
-      logger.Ask("SSTO", "B");
-  }
-}
+    },
+    [](Logger& logger, auto&) { logger.Ask("SSTO", "B"); }};
 
 /// The first bytes tell what is asked for, ten kinds of requests; the others come over the line.
 void Replies(const std::string& input) {
@@ -85,7 +98,7 @@ void Replies(const std::string& input) {
   RegisterNumbers numbers(logger);
   for (std::size_t i = 0; i < count; ++i) {
     try {
-      Ask(logger, numbers, static_cast<unsigned char>(input[i]) % 10);
+      kRequests[static_cast<unsigned char>(input[i]) % 10](logger, numbers);
     } catch (const Failure&) {
       continue;
     }
@@ -156,9 +169,7 @@ void Recordings(const std::string& input) {
     try {
       transcript.Record(file, "DEVICE");
     } catch (const Failure&) {
-      std::stringstream kept;
-      kept << std::ifstream(file, std::ios::binary).rdbuf();
-      Require(kept.str() == earlier);
+      Require(ReadAll(file) == earlier);
       return;
     }
     for (const char byte : input.substr(half == input.npos ? 0 : half)) {
@@ -195,6 +206,119 @@ void Configuration(const std::string& input) {
     bool any = false;
     for (const std::string& name : Settings::Names()) any = any || settings.Find(line, name);
     Require(any);
+  }
+}
+
+/// Words that name registers: the word, a zero byte, and the names there are, each behind a blank.
+void RegisterWords(const std::string& input) {
+  const std::size_t end = std::min(input.find('\0'), input.size());
+  const std::string word = input.substr(0, end);
+  std::vector<std::string> names;
+  std::istringstream rest(input.substr(std::min(end + 1, input.size())));
+  for (std::string name; std::getline(rest, name, ' ');) names.push_back(name);
+  for (const std::size_t place : PlacesOf(word, names)) {
+    Require(place < names.size());
+    Require(IsPattern(word) || Holds(names[place], word));
+  }
+  std::pair<int, int> range;
+  try {
+    if (ParseNumbers(word, range)) Require(range.first >= 0 && range.first <= range.second);
+  } catch (const Failure& failure) {
+    Require(failure.status == kUsage);
+  }
+}
+
+/// Requests to a gateway and replies to them, some held and some lost; each byte is one step. What
+/// is taken for the reply to the last request must be that.
+void Attributions(const std::string& input) {
+  static const char* const kCodes[] = {"AREG", "EREG", "LCFG"};
+  Attribution attribution(0);
+  std::deque<std::pair<int, AKReply>> held = {{0, {"LDHD", 0, "another's", false}}};
+  int latest = 0;  // number of the request that a reply is waited for
+  const auto send = [&](const std::string& code) {
+    held.push_back({++latest, {code, 0, code[0] == 'S' ? "SE" : "7", code[0] == 'S'}});
+  };
+  for (const char byte : input) {
+    const auto step = static_cast<unsigned char>(byte);
+    if (step % 4 == 0) {
+      // As the console does: nothing but a mark is sent while one of its requests is open.
+      if (attribution.InDoubt() == Attribution::Doubt::kOwn) {
+        send(attribution.Mark());
+      } else {
+        const std::string code = kCodes[step / 4 % 3];
+        attribution.Sent(code, code == "LCFG" ? "" : "7");
+        send(code);
+      }
+    } else if (!held.empty()) {
+      const auto [number, reply] = held.front();
+      held.pop_front();
+      if (step % 4 == 1) continue;  // lost
+      const bool taken = attribution.Take(reply) == Attribution::Answers::kLatest;
+      Require(taken == (number == latest && number != 0));
+    }
+  }
+}
+
+/// A file that a download continues, with the input as what it held: it keeps its whole lines, and
+/// has what is added in its place, once. Or it is refused, and stays as it was.
+void ContinuedFiles(const std::string& input) {
+  static const Scratch scratch(".rec");
+  const std::string& file = scratch.path;
+  static const std::string header = "Date,Time,number,note";
+  const std::size_t half = std::min(input.find('\0'), input.size());
+  const std::string held = input.substr(0, half);
+  std::ofstream(file, std::ios::binary) << held;
+  std::filesystem::remove(file + ".rejected");
+  if (half < input.size()) {
+    std::ofstream(file + ".rejected", std::ios::binary) << input.substr(half + 1);
+  }
+  const std::vector<Record> records = {{"2026-10-25 02:00:00", "2026-10-25,02:00:00,1,\"a\"", ""},
+                                       {"2026-10-25 02:05:00", "2026-10-25,02:05:00,2", "why"}};
+  std::size_t rejected = 0;
+  std::vector<std::string> others;
+  try {
+    RecordStore store(file, header);
+    rejected = store.Rejected().size();
+    store.Begin();
+    store.Add(store.Missing(records, "2026-10-25", "2026-10-26", others));
+  } catch (const Failure&) {
+    Require(ReadAll(file) == held);
+    return;
+  }
+  const std::string now = ReadAll(file);
+  RecordStore again(file, header);
+  Require(again.Rejected().size() <= rejected + 1);
+  Require(again.Missing(records, "2026-10-25", "2026-10-26", others).empty());
+  again.Begin();
+  Require(ReadAll(file) == now && now.size() >= held.rfind('\n') + 1);
+}
+
+/// The file of a watch, with the input as what it held; and its table, with the input as values.
+void Watches(const std::string& input) {
+  static const Scratch scratch(".csv");
+  const std::string& file = scratch.path;
+  std::vector<Course> courses;
+  std::istringstream values(input);
+  for (std::string value; courses.size() < 50 && std::getline(values, value);) {
+    courses.emplace_back(Register{1, "qmxName.0", "1"});
+    for (const char part : value) courses.back().Add(std::string(1, part));
+    courses.back().Add(value);
+  }
+  for (const std::size_t size : {0U, 1U, 20U, 80U}) {
+    const auto table = CourseTable(courses, size, size);
+    Require(table.size() <= std::max<std::size_t>(size, 3));
+  }
+
+  // A file that is not of this watch stays as it was; any other one keeps its whole lines.
+  std::ofstream(file, std::ios::binary) << input;
+  const std::vector<Course> one = {Course({7, "", "7"})};
+  try {
+    WatchFile(file, one).Add("now", one);
+    const std::size_t whole = input.rfind('\n') + 1;
+    const std::string header = whole == 0 ? "time,7\n" : "";
+    Require(ReadAll(file) == input.substr(0, whole) + header + "now,\n");
+  } catch (const Failure&) {
+    Require(ReadAll(file) == input);
   }
 }
 

@@ -4,12 +4,10 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <set>
 
 #include "record_model.h"
 #include "records/capture.h"
 #include "records/download.h"
-#include "records/record_file.h"
 
 namespace {
 
@@ -19,40 +17,22 @@ constexpr int kCuts = 10;
 constexpr int kCuts = 200;
 #endif
 
-/// What an instrument logs: at intervals, by a clock that is set now and then.
-class Log {
- public:
-  explicit Log(int interval, const std::string& begin = "2026-10-25 00:10:00")
-      : clock_(*MomentOf(begin)), interval_(interval) {}
-
-  Log& Records(int count) {
-    for (int i = 0; i < count; ++i, clock_ += 1000 * interval_) {
-      Add(TimeStampOf(clock_), same ? "same" : std::to_string(i));
-    }
-    return *this;
-  }
-  Log& Set(Moment seconds) {
-    clock_ += 1000 * seconds;
-    return *this;
-  }
-  Log& To(const std::string& stamp) {
-    clock_ = *MomentOf(stamp);
-    return *this;
-  }
-  Log& Add(const std::string& stamp, const std::string& value) {
-    const std::string time = stamp.size() > 11 ? stamp.substr(11) : "";
-    records.push_back(stamp.substr(0, 10) + "," + time + "," + value + "," + note);
-    return *this;
-  }
-
-  bool same = false;
-  std::string note = "N";
+/// What an instrument logs at an interval: how many records behind each setting of its clock.
+std::vector<std::string> Logged(int seconds, const std::vector<std::pair<Moment, int>>& steps,
+                                const std::string& text = "",
+                                const std::string& begin = "2026-10-25 00:10:00") {
   std::vector<std::string> records;
-
- private:
-  Moment clock_;
-  int interval_;
-};
+  Moment clock = *MomentOf(begin);
+  for (const auto& [set, count] : steps) {
+    clock += 1000 * set;
+    for (int i = 0; i < count; ++i, clock += 1000 * seconds) {
+      std::string record = TimeStampOf(clock);
+      record[10] = ',';
+      records.push_back(record + "," + (text.empty() ? std::to_string(i) + ",N" : text));
+    }
+  }
+  return records;
+}
 
 struct Scenario {
   std::string name;
@@ -61,57 +41,34 @@ struct Scenario {
   std::size_t cleared = 0;           // of the oldest, gone when the second begins
 };
 
-Scenario Jump(const std::string& name, int interval, Moment seconds) {
-  return {name, Log(interval).Records(70).Set(seconds).Records(70).records};
-}
-
 std::vector<Scenario> Scenarios() {
-  std::vector<Scenario> scenarios;
-  for (const int minutes : {1, 5, 60}) {
-    const std::string interval = std::to_string(minutes) + " min";
-    scenarios.push_back(Jump("autumn, " + interval, minutes * 60, -3600));
-    scenarios.push_back(Jump("spring, " + interval, minutes * 60, 3600));
+  const auto jump = [](int interval, Moment seconds) {
+    return Logged(interval, {{0, 70}, {seconds, 70}});
+  };
+  auto leap = Logged(1, {{0, 140}}, "", "2016-12-31 23:58:50");
+  leap.insert(leap.begin() + 70, "2016-12-31,23:59:60,leap,N");
+  std::vector<std::string> dates;
+  std::vector<std::string> fractions;
+  for (int i = 0; i < 140; ++i) {
+    const std::string end = "," + std::to_string(i) + ",N";
+    dates.push_back("2026-10-" + std::to_string(10 + i / 30 - i / 120) + "," + end);
+    fractions.push_back("2026-10-25,00:00:0" + std::to_string(i / 20) + "." +
+                        std::to_string(100 + i % 20 - i / 70 * 15) + end);
   }
-  for (const int seconds : {60, 3600, 86400, 31536000}) {
-    scenarios.push_back(Jump("set forward by " + std::to_string(seconds) + " s", 300, seconds));
-    scenarios.push_back(Jump("set back by " + std::to_string(seconds) + " s", 300, -seconds));
-  }
-  scenarios.push_back({"boot in 1970", Log(300)
-                                           .Records(70)
-                                           .To("1970-01-01 00:00:07")
-                                           .Records(30)
-                                           .To("2026-10-25 08:00:00")
-                                           .Records(40)
-                                           .records});
-  scenarios.push_back({"leap second", Log(1, "2016-12-31 23:58:50")
-                                          .Records(70)
-                                          .Add("2016-12-31 23:59:60", "leap")
-                                          .Records(70)
-                                          .records});
-  scenarios.push_back(
-      {"two jumps", Log(300).Records(65).Set(-7200).Records(30).Set(5400).Records(45).records});
-  Log equal(300);
-  equal.same = true;
-  scenarios.push_back({"equal values", equal.Records(70).Set(-3600).Records(70).records});
-  scenarios.push_back(Jump("cleared", 300, -3600));
-  scenarios.back().cleared = 25;
-  scenarios.push_back(Jump("cleared behind the jump", 300, -3600 * 24));
-  scenarios.back().cleared = 90;
-  Log dates(300);
-  for (int i = 0; i < 140; ++i)
-    dates.Add("2026-10-" + std::to_string(10 + i / 30 - i / 120), std::to_string(i));
-  scenarios.push_back({"dates without time", dates.records});
-  scenarios.push_back({"empty at first", Log(300).Records(140).records, 0});
-  Log texts(300);
-  texts.note = "he said \"a, b\"";
-  scenarios.push_back({"texts", texts.Records(70).Set(-3600).Records(70).records});
-  Log fractions(300);
-  for (int i = 0; i < 140; ++i)
-    fractions.Add("2026-10-25 00:00:0" + std::to_string(i / 20) + "." +
-                      std::to_string(100 + i % 20 - i / 70 * 15),
-                  std::to_string(i));
-  scenarios.push_back({"fractions", fractions.records});
-  return scenarios;
+  return {{"autumn", jump(300, -3600)},
+          {"autumn, by the minute", jump(60, -3600)},
+          {"autumn, by the hour", jump(3600, -3600)},
+          {"spring", jump(300, 3600)},
+          {"set back by a year", jump(300, -31536000)},
+          {"set forward by a year", jump(300, 31536000)},
+          {"boot in 1970", Logged(300, {{0, 70}, {-1792907993, 30}, {1792906193, 40}})},
+          {"leap second", leap},
+          {"equal texts", Logged(300, {{0, 70}, {-3600, 70}}, "5,he said \"a, b\"")},
+          {"cleared", jump(300, -3600), 60, 25},
+          {"cleared behind the jump", jump(300, -86400), 60, 90},
+          {"dates without time", dates},
+          {"empty at first", Logged(300, {{0, 140}}), 0},
+          {"fractions", fractions}};
 }
 
 class Clock : public testing::Test {
@@ -125,19 +82,6 @@ class Clock : public testing::Test {
     options_.batch = 25;
   }
   ~Clock() override { std::filesystem::remove_all(folder_); }
-
-  std::multiset<std::string> Lines() const {
-    std::multiset<std::string> lines;
-    if (!std::filesystem::exists(options_.file)) return lines;
-    RecordFile file(options_.file);
-    std::string latest;
-    for (RecordFile::Line line; file.Next(line) && line.whole;) {
-      EXPECT_LE(latest, TimeStamp(line.text));
-      latest = TimeStamp(line.text);
-      lines.insert(line.text);
-    }
-    return lines;
-  }
 
   /// A download that is killed after so many bytes, while the instrument logs on; then another.
   /// Returns the bytes that had come.
@@ -165,8 +109,8 @@ class Clock : public testing::Test {
     instrument.limit = LONG_MAX;
 
     // What was cleared before it was brought is lost; all else is to be there, once.
-    std::multiset<std::string> before = Lines();
-    std::multiset<std::string> expected;
+    const Lines before = LinesOf(options_.file);
+    Lines expected;
     for (std::size_t i = 0; i < all.size(); ++i) {
       const std::string line = LineOf(all[i], SplitLine(kHeader));
       if (i >= scenario.cleared || before.count(line) > expected.count(line)) expected.insert(line);
@@ -174,7 +118,7 @@ class Clock : public testing::Test {
     const Outcome outcome = Download(instrument, options_, observer);
     EXPECT_TRUE(outcome.whole);
     EXPECT_EQ(outcome.records, static_cast<long>(all.size() - scenario.cleared));
-    EXPECT_EQ(Lines(), expected);
+    EXPECT_EQ(LinesOf(options_.file), expected);
     EXPECT_TRUE(Prove(instrument, options_).whole);
     return bytes;
   }

@@ -11,7 +11,6 @@
 #include "record_model.h"
 #include "records/capture.h"
 #include "records/download.h"
-#include "records/record_file.h"
 
 namespace {
 
@@ -64,13 +63,6 @@ class Proof100000 : public testing::Test {
       return std::to_string(failure.status) + " " + failure.what() + " in " +
              std::to_string(instrument_.requests) + "\n";
     }
-  }
-
-  std::vector<std::string> Lines() const {
-    std::vector<std::string> lines;
-    RecordFile file(options_.file);
-    for (RecordFile::Line line; file.Next(line);) lines.push_back(line.text);
-    return lines;
   }
 
   RecordModel instrument_;
@@ -313,10 +305,10 @@ TEST_F(Proof100000, TakesNothingEarlierThanItIsToldTo) {
     };
     std::filesystem::remove(options_.file);
     const Outcome outcome = Download(instrument_, options_, observer_);
-    EXPECT_TRUE(outcome.whole && Lines().empty()) << at;
+    EXPECT_TRUE(outcome.whole && LinesOf(options_.file).empty()) << at;
     instrument_.Log("2025-12-01,00:00:00,2,N");
     EXPECT_TRUE(Download(instrument_, options_, observer_).whole);
-    EXPECT_EQ(Lines().size(), 1u) << at;
+    EXPECT_EQ(LinesOf(options_.file).size(), 1u) << at;
   }
 }
 
@@ -347,7 +339,7 @@ TEST_F(Proof100000, OneBadRecordCostsItselfAlone) {
       EXPECT_TRUE(outcome.whole);
       EXPECT_EQ(outcome.rejected, 4);
       EXPECT_EQ(outcome.records, 200);
-      EXPECT_EQ(Lines(), lines_);
+      EXPECT_EQ(LinesOf(options_.file), Lines(lines_.begin(), lines_.end()));
     }
   }
   // Nor once the instrument no longer has it.
@@ -380,7 +372,7 @@ TEST_F(Proof100000, ReadsTwiceWhatALineMayChange) {
     } catch (const Failure&) {
       // Said, too.
     }
-    EXPECT_TRUE(!whole || Lines() == lines_) << run;
+    EXPECT_TRUE(!whole || LinesOf(options_.file) == Lines(lines_.begin(), lines_.end())) << run;
   }
 }
 

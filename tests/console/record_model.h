@@ -1,20 +1,41 @@
 // A gateway's answers about records, from memory.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <climits>
+#include <filesystem>
 #include <functional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "records/record.h"
+#include "records/record_file.h"
 #include "records/source.h"
 
 /// What a download is killed with: nothing behind it runs.
 struct Killed {};
 
 constexpr char kHeader[] = "Date,Time,number,note";
+
+using Lines = std::multiset<std::string>;
+
+/// The records of a file, which stand in the order of their time stamps.
+inline Lines LinesOf(const std::string& path) {
+  Lines lines;
+  if (!std::filesystem::exists(path)) return lines;
+  RecordFile file(path);
+  std::string latest;
+  for (RecordFile::Line line; file.Next(line) && line.whole;) {
+    file.Require(line);
+    EXPECT_LE(std::exchange(latest, TimeStamp(line.text)), TimeStamp(line.text));
+    lines.insert(line.text);
+  }
+  return lines;
+}
 
 class RecordModel : public RecordSource {
  public:
