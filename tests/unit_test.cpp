@@ -3,8 +3,6 @@
 
 #include <cfloat>
 #include <cmath>
-#include <limits>
-#include <random>
 
 #include "base/number.h"
 #include "base/text.h"
@@ -35,40 +33,6 @@ TEST(NumberFormat, GivesTheExamples) {
   };
   for (const auto& example : kExamples) EXPECT_EQ(Formatted(example.number), example.text);
   CGateway::FormatMantissaExponent(1, nullptr);
-}
-
-/// The same rule without a text: millionths, rounded, then cut to four digits. A double holds every
-/// step exactly for numbers below 1e14.
-std::string FormattedByArithmetic(float number) {
-  const double millionths = std::nearbyint(std::fabs(static_cast<double>(number)) * 1e6);
-  double unit = 1;
-  int exponent = -6;
-  while (millionths >= unit * 10000) {
-    unit *= 10;
-    ++exponent;
-  }
-  int mantissa = static_cast<int>((millionths - std::fmod(millionths, unit)) / unit);
-  if (mantissa == 0) return "+0000+00";
-  for (; mantissa % 10 == 0; mantissa /= 10) ++exponent;
-  char text[32];
-  std::snprintf(text, sizeof text, "%c%04d%+03d", number < 0 ? '-' : '+', mantissa, exponent);
-  return text;
-}
-
-TEST(NumberFormat, AgreesWithArithmetic) {
-  std::mt19937 random(20070315);
-  std::uniform_int_distribution<std::uint32_t> bits;
-  std::uniform_real_distribution<double> magnitude(-8, 13.9);
-  for (int i = 0; i < 300000; ++i) {
-    const float numbers[] = {
-        static_cast<float>(static_cast<std::int32_t>(bits(random) >> bits(random) % 32)),
-        static_cast<float>(std::pow(10, magnitude(random)) * (i % 2 == 0 ? 1 : -1)),
-        static_cast<float>(static_cast<int>(bits(random) % 20000) - 10000) / 100,
-    };
-    for (const float number : numbers) {
-      ASSERT_EQ(Formatted(number), FormattedByArithmetic(number)) << number;
-    }
-  }
 }
 
 TEST(CheckValue, CombinesSignedBytes) {
