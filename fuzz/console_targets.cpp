@@ -10,18 +10,16 @@
 #include <map>
 #include <sstream>
 
+#include "../tests/bytes.h"
 #include "line/failure.h"
 #include "line/line.h"
 #include "logger/attribution.h"
 #include "logger/frames.h"
 #include "logger/logger.h"
 #include "logger/register_numbers.h"
-#include "logger/register_words.h"
 #include "records/record_store.h"
 #include "settings.h"
-#include "views/course.h"
 #include "views/frame_text.h"
-#include "views/watch_file.h"
 
 namespace {
 
@@ -47,9 +45,8 @@ class Scratch {
 };
 
 std::string ReadAll(const std::string& path) {
-  std::stringstream kept;
-  kept << std::ifstream(path, std::ios::binary).rdbuf();
-  return kept.str();
+  std::ifstream kept(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(kept), {}};
 }
 
 /// A line that brings the input's bytes; FF is a silence.
@@ -133,26 +130,6 @@ void Frames(const std::string& input) {
   Require(told == heard);
 }
 
-/// The bytes that a recorded text stands for.
-std::string Played(const std::string& text) {
-  static const std::map<std::string, char> kNames = {
-      {"STX", '\x02'}, {"ETX", '\x03'}, {"CR", '\r'}, {"LF", '\n'}};
-  std::string bytes;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] != '<') {
-      bytes += text[at];
-      continue;
-    }
-    const std::size_t end = text.find('>', at);
-    const std::string name = text.substr(at + 1, end - at - 1);
-    const auto known = kNames.find(name);
-    bytes += known != kNames.end() ? known->second
-                                   : static_cast<char>(std::stoi(name.substr(1), nullptr, 16));
-    at = end;
-  }
-  return bytes;
-}
-
 /// What is recorded can be played again, behind whatever the file held; FF changes the direction,
 /// FE makes a pause.
 void Recordings(const std::string& input) {
@@ -189,7 +166,7 @@ void Recordings(const std::string& input) {
   std::string played[2];
   while (std::getline(recorded, line)) {
     Require(line.size() > 33 && line[31] == ' ' && line[33] == ' ');
-    played[line[32] == '>' ? 0 : 1] += Played(line.substr(34));
+    played[line[32] == '>' ? 0 : 1] += Bytes(line.substr(34));
   }
   Require(played[0] == passed[0] && played[1] == passed[1]);
 }
@@ -206,25 +183,6 @@ void Configuration(const std::string& input) {
     bool any = false;
     for (const std::string& name : Settings::Names()) any = any || settings.Find(line, name);
     Require(any);
-  }
-}
-
-/// Words that name registers: the word, a zero byte, and the names there are, each behind a blank.
-void RegisterWords(const std::string& input) {
-  const std::size_t end = std::min(input.find('\0'), input.size());
-  const std::string word = input.substr(0, end);
-  std::vector<std::string> names;
-  std::istringstream rest(input.substr(std::min(end + 1, input.size())));
-  for (std::string name; std::getline(rest, name, ' ');) names.push_back(name);
-  for (const std::size_t place : PlacesOf(word, names)) {
-    Require(place < names.size());
-    Require(IsPattern(word) || Holds(names[place], word));
-  }
-  std::pair<int, int> range;
-  try {
-    if (ParseNumbers(word, range)) Require(range.first >= 0 && range.first <= range.second);
-  } catch (const Failure& failure) {
-    Require(failure.status == kUsage);
   }
 }
 
@@ -293,40 +251,10 @@ void ContinuedFiles(const std::string& input) {
   Require(ReadAll(file) == now && now.size() >= held.rfind('\n') + 1);
 }
 
-/// The file of a watch, with the input as what it held; and its table, with the input as values.
-void Watches(const std::string& input) {
-  static const Scratch scratch(".csv");
-  const std::string& file = scratch.path;
-  std::vector<Course> courses;
-  std::istringstream values(input);
-  for (std::string value; courses.size() < 50 && std::getline(values, value);) {
-    courses.emplace_back(Register{1, "qmxName.0", "1"});
-    for (const char part : value) courses.back().Add(std::string(1, part));
-    courses.back().Add(value);
-  }
-  for (const std::size_t size : {0U, 1U, 20U, 80U}) {
-    const auto table = CourseTable(courses, size, size);
-    Require(table.size() <= std::max<std::size_t>(size, 3));
-  }
-
-  // A file that is not of this watch stays as it was; any other one keeps its whole lines.
-  std::ofstream(file, std::ios::binary) << input;
-  const std::vector<Course> one = {Course({7, "", "7"})};
-  try {
-    WatchFile(file, one).Add("now", one);
-    const std::size_t whole = input.rfind('\n') + 1;
-    const std::string header = whole == 0 ? "time,7\n" : "";
-    Require(ReadAll(file) == input.substr(0, whole) + header + "now,\n");
-  } catch (const Failure&) {
-    Require(ReadAll(file) == input);
-  }
-}
-
 const std::map<std::string, std::function<void(const std::string&)>> kTargets = {
-    {"console_replies", Replies},         {"console_frames", Frames},
-    {"console_recordings", Recordings},   {"console_configuration", Configuration},
-    {"console_registers", RegisterWords}, {"console_attribution", Attributions},
-    {"console_watch", Watches},           {"console_records", ContinuedFiles},
+    {"console_replies", Replies},          {"console_frames", Frames},
+    {"console_recordings", Recordings},    {"console_configuration", Configuration},
+    {"console_attribution", Attributions}, {"console_records", ContinuedFiles},
 };
 
 }  // namespace

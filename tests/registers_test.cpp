@@ -14,19 +14,16 @@
 
 namespace {
 
-void ReadModules() {
-  static const bool read = [] {
-    setenv("MIBDIRS", MIBS, 1);
-    setenv("MIBS", "QMX-MIB:QMX-REGLOG-MIB", 1);
-    setenv("SNMPCONFPATH", "/dev/null", 1);
-    set_persistent_directory("/dev/null");
-    init_snmp("unit_test");
-    netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OID_OUTPUT_FORMAT,
-                       NETSNMP_OID_OUTPUT_SUFFIX);
-    return true;
-  }();
-  EXPECT_TRUE(read);
-}
+[[maybe_unused]] const bool kModulesRead = [] {
+  setenv("MIBDIRS", MIBS, 1);
+  setenv("MIBS", "QMX-MIB:QMX-REGLOG-MIB", 1);
+  setenv("SNMPCONFPATH", "/dev/null", 1);
+  set_persistent_directory("/dev/null");
+  init_snmp("unit_test");
+  netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OID_OUTPUT_FORMAT,
+                     NETSNMP_OID_OUTPUT_SUFFIX);
+  return true;
+}();
 
 std::string Printed(const Identifier& object, const Value& value) {
   netsnmp_variable_list binding{};
@@ -54,7 +51,6 @@ std::string Listed(Objects& objects, const Registers& registers) {
 }
 
 TEST(Registers, AreThoseOfTheManPage) {
-  ReadModules();
   Objects objects;
   std::ifstream page(MAN_PAGE);
   std::string wanted;
@@ -83,7 +79,6 @@ TEST(Registers, AreThoseOfTheManPage) {
 }
 
 TEST(Registers, MoveBetweenTwoWalks) {
-  ReadModules();
   Objects first;
   Objects second;
   const auto put = [](Objects& objects, const char* value, const char* count, const char* real) {
@@ -108,7 +103,6 @@ TEST(Registers, MoveBetweenTwoWalks) {
 }
 
 TEST(Registers, StayInTheirRange) {
-  ReadModules();
   Objects objects;
   objects.Put(".1.3.1", 'D', "400");
   Objects second;
@@ -133,14 +127,7 @@ TEST(Registers, StayInTheirRange) {
 }
 
 TEST(Values, AreNumbersOfTheirType) {
-  ReadModules();
-  const struct {
-    char type;
-    const char* text;
-    double number;
-    double set;
-    const char* shown;
-  } kTable[] = {
+  const std::tuple<char, const char*, double, double, const char*> kTable[] = {
       {'i', "-2147483648", -2147483648.0, -1.5, "INTEGER: -2"},
       {'u', "4294967295", 4294967295.0, 2.5, "Gauge32: 3"},
       {'c', "4294967295", 4294967295.0, 4294967295.0, "Counter32: 4294967295"},
@@ -149,18 +136,17 @@ TEST(Values, AreNumbersOfTheirType) {
       {'D', "1.5", 1.5, 1234567890.125, "Opaque: Float: 1234567890.125000"},
       {'s', "5", 0, 0, ""},
   };
-  for (const auto& row : kTable) {
-    Value value = Encode(row.type, row.text);
-    EXPECT_EQ(Number(value), row.number) << row.type;
-    if (row.type == 's') continue;
-    SetNumber(value, row.set);
-    EXPECT_EQ(Printed({1, 3}, value), std::string("org = ") + row.shown);
+  for (const auto& [type, text, number, set, shown] : kTable) {
+    Value value = Encode(type, text);
+    EXPECT_EQ(Number(value), number) << type;
+    if (type == 's') continue;
+    SetNumber(value, set);
+    EXPECT_EQ(Printed({1, 3}, value), std::string("org = ") + shown);
   }
 }
 
 /// A file of faults: what it was told, how many objects are left, and what it fails with.
 TEST(Script, FollowsAndRefuses) {
-  ReadModules();
   const std::string file = testing::TempDir() + "faults" + std::to_string(getpid());
   const auto followed = [&](const std::string& lines, int seconds) {
     std::ofstream(file) << lines;
@@ -179,17 +165,15 @@ TEST(Script, FollowsAndRefuses) {
     if (error.compare(0, name.size(), name) == 0) error.erase(0, name.size());
     return testing::internal::GetCapturedStdout() + std::to_string(objects.All().size()) + error;
   };
-  const std::string unknown = "1: neither register, absent, fault, behave nor wait: ";
-  const std::string undefined = "1: the MIB modules do not define qmxNothing.0";
+  for (const std::string line :
+       {"wait", "wait -1", "absent", "fault get", "register qmxFlowRate.0"}) {
+    EXPECT_EQ(followed(line, 1), "11: neither register, absent, fault, behave nor wait: " + line);
+  }
+  for (const char* line : {"register qmxNothing.0 i 5", "fault get qmxNothing.0 silent",
+                           "fault get * as qmxNothing.0"}) {
+    EXPECT_EQ(followed(line, 1), "11: the MIB modules do not define qmxNothing.0");
+  }
   const std::pair<std::string, std::string> kWrong[] = {
-      {"wait", unknown + "wait"},
-      {"wait -1", unknown + "wait -1"},
-      {"absent", unknown + "absent"},
-      {"fault get", unknown + "fault get"},
-      {"register qmxFlowRate.0", unknown + "register qmxFlowRate.0"},
-      {"register qmxNothing.0 i 5", undefined},
-      {"fault get qmxNothing.0 silent", undefined},
-      {"fault get * as qmxNothing.0", undefined},
       {"register qmxFlowRate.0 i x", "1: no value of type i: x"},
       {"fault get * value i x", "1: no value of type i: x"},
       {"fault put * silent", "1: a fault is one of get, set or next, not of put"},

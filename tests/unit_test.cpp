@@ -18,10 +18,7 @@ std::string Formatted(float number) {
 }
 
 TEST(NumberFormat, GivesTheExamples) {
-  const struct {
-    float number;
-    const char* text;
-  } kExamples[] = {
+  const std::pair<float, const char*> kExamples[] = {
       {0, "+0000+00"},         {1, "+0001+00"},          {25, "+0025+00"},
       {7000, "+0007+03"},      {123456, "+1234+02"},     {1234.5F, "+1234+00"},
       {12.34F, "+1234-02"},    {1.5F, "+0015-01"},       {99.99F, "+9998-02"},
@@ -31,29 +28,20 @@ TEST(NumberFormat, GivesTheExamples) {
       {-1e-9F, "+0000+00"},    {FLT_MAX, "+3402+35"},    {-FLT_MAX, "-3402+35"},
       {INFINITY, "+0000+00"},  {NAN, "+0000+00"},
   };
-  for (const auto& example : kExamples) EXPECT_EQ(Formatted(example.number), example.text);
+  for (const auto& [number, text] : kExamples) EXPECT_EQ(Formatted(number), text);
   CGateway::FormatMantissaExponent(1, nullptr);
 }
 
 TEST(CheckValue, CombinesSignedBytes) {
-  const struct {
-    std::string bytes;
-    const char* text;
-  } kFrames[] = {
-      {"\x02"
-       "DA\x03",
-       "04"},
-      {"\x02"
-       "DA001\x03",
-       "35"},
-      {"\x02\xC1\x03", "FF"},  // negative: FFFFFFC0
-      {"\x02\xC1\xC1\x03", "01"},
-      {"", "00"},
-  };
-  for (const auto& frame : kFrames) {
+  const std::pair<std::string, const char*> kFrames[] = {{"\2DA\3", "04"},
+                                                         {"\2DA001\3", "35"},
+                                                         {"\2\xC1\3", "FF"},  // negative: FFFFFFC0
+                                                         {"\2\xC1\xC1\3", "01"},
+                                                         {"", "00"}};
+  for (const auto& [bytes, value] : kFrames) {
     char text[3];
-    WriteCheckValue(frame.bytes.data(), static_cast<int>(frame.bytes.size()), text);
-    EXPECT_STREQ(text, frame.text);
+    WriteCheckValue(bytes.data(), static_cast<int>(bytes.size()), text);
+    EXPECT_STREQ(text, value);
   }
   EXPECT_EQ(CheckValue("\x80", 1), -128);
   EXPECT_EQ(CheckValue("A", -1), 0);

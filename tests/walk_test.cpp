@@ -53,7 +53,6 @@ TEST(Walk, ReadsWhatIsPrinted) {
       // What cannot be read: the line, and why.
       {"a = INTEGER: 1\nTimeout: No Response from localhost",
        "line 2: no NAME = TYPE: VALUE: Timeout: No Response from localhost"},
-      {"a 5", "line 1: no NAME = TYPE: VALUE: a 5"},
       {"\na = 5", "line 2: no type that is known here (walk with -On, without -Oq): 5"},
       {"b = INTEGER: 1\na = STRING: \"x\nc = INTEGER: 1\n", "line 2: the text does not end"},
       {"a = STRING: \"x\" y", "line 1: more behind a text:  y"},

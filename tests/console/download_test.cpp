@@ -131,14 +131,6 @@ TEST_F(Console, DownloadsWhatClocksHaveHidden) {
         "number, ',0.5') FROM LogEntry");
     EXPECT_EQ(LinesOf(file), Lines(rows.begin(), rows.end()));
   }
-  // Removed there, kept here.
-  database_.Run("DELETE FROM LogEntry WHERE time_stamp < '2016-12-31 23:56'");
-  const Ended proof = Ask({"prove", file});
-  EXPECT_EQ(proof.status, 0);
-  EXPECT_NE(proof.output.find("holds all 241 records of the instrument up to 2016-12-31 23:59:60, "
-                              "and 59 that it no longer has.\n"),
-            std::string::npos)
-      << proof.output;
   // A page tells the same of a file that begins within a second.
   database_.Run("DROP TABLE LogEntry");
   EXPECT_EQ(Ask({"prove", file}).errors.find("put back"), std::string::npos);

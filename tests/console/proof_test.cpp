@@ -323,9 +323,8 @@ TEST_F(Proof100000, OneBadRecordCostsItselfAlone) {
     std::filesystem::remove(options_.file + ".rejected");
     for (int run = 0; run < 2; ++run) {
       const Outcome outcome = Download(instrument_, options_, observer_);
-      EXPECT_TRUE(outcome.whole);
-      EXPECT_EQ(outcome.rejected, 4);
-      EXPECT_EQ(outcome.records, 200);
+      EXPECT_EQ(std::tuple(outcome.whole, outcome.rejected, outcome.records),
+                std::tuple(true, 4, 200));
       EXPECT_EQ(LinesOf(options_.file), all_);
     }
   }
