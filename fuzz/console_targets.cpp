@@ -3,51 +3,22 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <sstream>
 
-#include "../tests/bytes.h"
+#include "console_parts.h"
 #include "line/failure.h"
 #include "line/line.h"
-#include "logger/attribution.h"
 #include "logger/frames.h"
 #include "logger/logger.h"
 #include "logger/register_numbers.h"
-#include "records/record_store.h"
 #include "settings.h"
 #include "views/frame_text.h"
 
 namespace {
-
-void Require(bool held) {
-  if (!held) std::abort();
-}
-
-/// A file for what a target keeps, removed at the end of the process.
-class Scratch {
- public:
-  explicit Scratch(const char* ending)
-      : path(std::filesystem::temp_directory_path() /
-             ("qmx-fuzz." + std::to_string(getpid()) + ending)) {}
-  ~Scratch() {
-    std::error_code error;
-    std::filesystem::remove(path, error);
-    std::filesystem::remove(path + ".rejected", error);
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  const std::string path;
-};
-
-std::string ReadAll(const std::string& path) {
-  std::ifstream kept(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(kept), {}};
-}
 
 /// A line that brings the input's bytes; FF is a silence.
 class FuzzLine : public Line {
@@ -68,23 +39,42 @@ class FuzzLine : public Line {
   std::size_t next_ = 0;
 };
 
-const std::function<void(Logger&, RegisterNumbers&)> kRequests[] = {
-    [](Logger& logger, auto&) {
+void Ask(Logger& logger, RegisterNumbers& numbers, int what) {
+  switch (what) {
+    case 0: {
       const AKReply reply = logger.Ask("LCFG");
       Require(reply.code == "LCFG" || reply.refused);
-    },
-    [](Logger& logger, auto&) { logger.ReadRegister(7); },
-    [](Logger& logger, auto&) { logger.WriteRegister(7, "5"); },
-    [](Logger& logger, auto&) { logger.ListRegisters(); },
-    [](Logger& logger, auto&) { Require(logger.NextRecords(3).lines.size() <= 3); },
-    [](Logger& logger, auto&) { logger.Header(); },
-    [](Logger& logger, auto&) { logger.Data(); },
-    [](Logger& logger, auto&) { logger.Raw("DA", true); },
-    [](Logger&, RegisterNumbers& numbers) {
+      break;
+    }
+    case 1:
+      logger.ReadRegister(7);
+      break;
+    case 2:
+      logger.WriteRegister(7, "5");
+      break;
+    case 3:
+      logger.ListRegisters();
+      break;
+    case 4:
+      Require(logger.NextRecords(3).lines.size() <= 3);
+      break;
+    case 5:
+      logger.Header();
+      break;
+    case 6:
+      logger.Data();
+      break;
+    case 7:
+      logger.Raw("DA", true);
+      break;
+    case 8:
       numbers.Forget();
       for (const Register& one : numbers.Find({"qmx*"})) Require(one.number > 0);
-    },
-    [](Logger& logger, auto&) { logger.Ask("SSTO", "B"); }};
+      break;
+    default:
+      logger.Ask("SSTO", "B");
+  }
+}
 
 /// The first bytes tell what is asked for, ten kinds of requests; the others come over the line.
 void Replies(const std::string& input) {
@@ -95,7 +85,7 @@ void Replies(const std::string& input) {
   RegisterNumbers numbers(logger);
   for (std::size_t i = 0; i < count; ++i) {
     try {
-      kRequests[static_cast<unsigned char>(input[i]) % 10](logger, numbers);
+      Ask(logger, numbers, static_cast<unsigned char>(input[i]) % 10);
     } catch (const Failure&) {
       continue;
     }
@@ -130,6 +120,26 @@ void Frames(const std::string& input) {
   Require(told == heard);
 }
 
+/// The bytes that a recorded text stands for.
+std::string Played(const std::string& text) {
+  static const std::map<std::string, char> kNames = {
+      {"STX", '\x02'}, {"ETX", '\x03'}, {"CR", '\r'}, {"LF", '\n'}};
+  std::string bytes;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (text[at] != '<') {
+      bytes += text[at];
+      continue;
+    }
+    const std::size_t end = text.find('>', at);
+    const std::string name = text.substr(at + 1, end - at - 1);
+    const auto known = kNames.find(name);
+    bytes += known != kNames.end() ? known->second
+                                   : static_cast<char>(std::stoi(name.substr(1), nullptr, 16));
+    at = end;
+  }
+  return bytes;
+}
+
 /// What is recorded can be played again, behind whatever the file held; FF changes the direction,
 /// FE makes a pause.
 void Recordings(const std::string& input) {
@@ -146,7 +156,9 @@ void Recordings(const std::string& input) {
     try {
       transcript.Record(file, "DEVICE");
     } catch (const Failure&) {
-      Require(ReadAll(file) == earlier);
+      std::stringstream kept;
+      kept << std::ifstream(file, std::ios::binary).rdbuf();
+      Require(kept.str() == earlier);
       return;
     }
     for (const char byte : input.substr(half == input.npos ? 0 : half)) {
@@ -166,7 +178,7 @@ void Recordings(const std::string& input) {
   std::string played[2];
   while (std::getline(recorded, line)) {
     Require(line.size() > 33 && line[31] == ' ' && line[33] == ' ');
-    played[line[32] == '>' ? 0 : 1] += Bytes(line.substr(34));
+    played[line[32] == '>' ? 0 : 1] += Played(line.substr(34));
   }
   Require(played[0] == passed[0] && played[1] == passed[1]);
 }
@@ -186,75 +198,11 @@ void Configuration(const std::string& input) {
   }
 }
 
-/// Requests to a gateway and replies to them, some held and some lost; each byte is one step. What
-/// is taken for the reply to the last request must be that.
-void Attributions(const std::string& input) {
-  static const char* const kCodes[] = {"AREG", "EREG", "LCFG"};
-  Attribution attribution(0);
-  std::deque<std::pair<int, AKReply>> held = {{0, {"LDHD", 0, "another's", false}}};
-  int latest = 0;  // number of the request that a reply is waited for
-  const auto send = [&](const std::string& code) {
-    held.push_back({++latest, {code, 0, code[0] == 'S' ? "SE" : "7", code[0] == 'S'}});
-  };
-  for (const char byte : input) {
-    const auto step = static_cast<unsigned char>(byte);
-    if (step % 4 == 0) {
-      // As the console does: nothing but a mark is sent while one of its requests is open.
-      if (attribution.InDoubt() == Attribution::Doubt::kOwn) {
-        send(attribution.Mark());
-      } else {
-        const std::string code = kCodes[step / 4 % 3];
-        attribution.Sent(code, code == "LCFG" ? "" : "7");
-        send(code);
-      }
-    } else if (!held.empty()) {
-      const auto [number, reply] = held.front();
-      held.pop_front();
-      if (step % 4 == 1) continue;  // lost
-      const bool taken = attribution.Take(reply) == Attribution::Answers::kLatest;
-      Require(taken == (number == latest && number != 0));
-    }
-  }
-}
-
-/// A file that a download continues, with the input as what it held: it keeps its whole lines, and
-/// has what is added in its place, once. Or it is refused, and stays as it was.
-void ContinuedFiles(const std::string& input) {
-  static const Scratch scratch(".rec");
-  const std::string& file = scratch.path;
-  static const std::string header = "Date,Time,number,note";
-  const std::size_t half = std::min(input.find('\0'), input.size());
-  const std::string held = input.substr(0, half);
-  std::ofstream(file, std::ios::binary) << held;
-  std::filesystem::remove(file + ".rejected");
-  if (half < input.size()) {
-    std::ofstream(file + ".rejected", std::ios::binary) << input.substr(half + 1);
-  }
-  const std::vector<Record> records = {{"2026-10-25 02:00:00", "2026-10-25,02:00:00,1,\"a\"", ""},
-                                       {"2026-10-25 02:05:00", "2026-10-25,02:05:00,2", "why"}};
-  std::size_t rejected = 0;
-  std::vector<std::string> others;
-  try {
-    RecordStore store(file, header);
-    rejected = store.Rejected().size();
-    store.Begin();
-    store.Add(store.Missing(records, "2026-10-25", "2026-10-26", others));
-  } catch (const Failure&) {
-    Require(ReadAll(file) == held);
-    return;
-  }
-  const std::string now = ReadAll(file);
-  RecordStore again(file, header);
-  Require(again.Rejected().size() <= rejected + 1);
-  Require(again.Missing(records, "2026-10-25", "2026-10-26", others).empty());
-  again.Begin();
-  Require(ReadAll(file) == now && now.size() >= held.rfind('\n') + 1);
-}
-
 const std::map<std::string, std::function<void(const std::string&)>> kTargets = {
-    {"console_replies", Replies},          {"console_frames", Frames},
-    {"console_recordings", Recordings},    {"console_configuration", Configuration},
-    {"console_attribution", Attributions}, {"console_records", ContinuedFiles},
+    {"console_replies", Replies},         {"console_frames", Frames},
+    {"console_recordings", Recordings},   {"console_configuration", Configuration},
+    {"console_registers", RegisterWords}, {"console_attribution", Attributions},
+    {"console_watch", Watches},           {"console_records", ContinuedFiles},
 };
 
 }  // namespace
