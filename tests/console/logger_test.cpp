@@ -278,7 +278,7 @@ TEST(Logger, HoldsItsConversations) {
   for (std::string line; std::getline(text, line);) {
     const std::size_t replies = line.find(" <- ");
     const std::size_t course = line.find(" -> ");
-    if (line[0] == '-' || line.empty()) continue;
+    if (line.empty() || line[0] == '-') continue;
     ASSERT_LT(replies, course) << line;
     EXPECT_EQ(
         Elided(Asked(line.substr(0, replies), line.substr(replies + 4, course - replies - 4))),

@@ -130,7 +130,7 @@ TEST_F(Proof100000, TellsAllOfWhatDiffers) {
     std::vector<std::string> lines = lines_;
     for (long at, removed, doubled; words >> at >> removed >> doubled;) {
       for (long i = 0; i < doubled; ++i)
-        lines.insert(lines.begin() + at + 2 * i, lines[at + 2 * i]);
+        lines.insert(lines.begin() + at + 2 * i, *(lines.begin() + at + 2 * i));
       lines.erase(lines.begin() + at, lines.begin() + at + removed);
     }
     told += Told(lines);
@@ -142,7 +142,7 @@ TEST_F(Proof100000, TellsAllOfWhatDiffers) {
   instrument_.Clear(300);
   told += Told({lines_.begin(), lines_.begin() + 1900});
   // No more parts than these are told.
-  for (const std::size_t parts : {20, 21}) {
+  for (const std::size_t parts : {20U, 21U}) {
     std::vector<std::string> lines = lines_;
     for (std::size_t i = parts; i > 0; --i)
       lines.erase(lines.begin() + 300 + static_cast<long>(i) * 70);
@@ -237,7 +237,7 @@ of 80+0+0=80 >1025 0815 00 [1025 0320 00>1025 0635 00 -20+0] in 30; of 100+0+0=1
 TEST_F(Proof100000, SettlesWhatChangesMeanwhile) {
   options_.batch = 10;
   std::string told;
-  for (const int cleared : {0, 1, 30, 70}) {
+  for (const std::size_t cleared : {0U, 1U, 30U, 70U}) {
     long requests = 0;
     for (long at = 1; at < 42; at += 3) {
       instrument_ = RecordModel();
