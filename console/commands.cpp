@@ -15,7 +15,7 @@ class CommandHelp : public CLI::Formatter {
 
   std::string make_usage(const CLI::App* command, std::string name) const override {
     const std::size_t program = name.rfind(' ');
-    if (program != std::string::npos) name.insert(program, " DEVICE");
+    if (program != std::string::npos && program != 0) name.insert(program, " DEVICE");
     if (words_.empty()) return Formatter::make_usage(command, name);
     for (const Commands::Word& word : words_) name += " " + word.name;
     return "Usage: " + name + "\n";

@@ -70,13 +70,15 @@ std::optional<Owner> PortLock::WriteLockFile(const std::string& device,
 }
 
 void PortLock::Release() {
-  unlink(file_.c_str());
+  if (!file_.empty()) unlink(file_.c_str());
   file_.clear();
-  close(descriptor_);
+  if (descriptor_ >= 0) close(descriptor_);
   descriptor_ = -1;
 }
 
-void PortLock::KeepAcrossExec() const { fcntl(descriptor_, F_SETFD, 0); }
+void PortLock::KeepAcrossExec() const {
+  if (descriptor_ >= 0) fcntl(descriptor_, F_SETFD, 0);
+}
 
 void SweepLockFiles() {
   std::error_code error;

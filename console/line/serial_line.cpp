@@ -51,8 +51,7 @@ bool IsOurTerminal(int descriptor) {
   struct stat device {};
   struct stat ours {};
   fstat(descriptor, &device);
-  fstat(0, &ours);
-  return isatty(0) == 1 && ours.st_rdev == device.st_rdev;
+  return isatty(0) == 1 && fstat(0, &ours) == 0 && ours.st_rdev == device.st_rdev;
 }
 
 std::string WhyNotOpened(const std::string& device, int error) {

@@ -32,7 +32,7 @@ int Connect(const addrinfo& address, Descriptor& connection) {
     if (trial.Wait(POLLOUT, kConnecting) == 0) return ETIMEDOUT;
     int error = 0;
     socklen_t size = sizeof error;
-    getsockopt(trial.Number(), SOL_SOCKET, SO_ERROR, &error, &size);
+    if (getsockopt(trial.Number(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) return errno;
     if (error != 0) return error;
   }
   const int on = 1;

@@ -9,16 +9,18 @@ std::vector<Crowd> Crowds(const Held& held, long begin, long end) {
   const Moment usual = Capture(moments).Interval();
   const bool single = 2 * (held.Before(end) - held.Before(begin)) < 3 * (end - begin);
   std::vector<Crowd> crowds;
-  bool before = false;  // whether the last crowd is of several records
+  bool ofSeveral = false;  // whether the last crowd is of several records
   for (long i = begin; i < end; ++i) {
     const auto at = static_cast<std::size_t>(i - begin);
     const bool several = single && held.Before(i + 1) - held.Before(i) > 1;
     const bool close = i > begin && moments[at] - moments[at - 1] < usual;
     if (!several && !close) continue;
     // Of a record taken twice the end is looked at also where all stand close.
-    if (crowds.empty() || crowds.back().end + 1 < i || several != before) crowds.push_back({i, i});
+    if (crowds.empty() || crowds.back().end + 1 < i || several != ofSeveral) {
+      crowds.push_back({i, i});
+    }
     crowds.back().end = i + 1;
-    before = several;
+    ofSeveral = several;
   }
   std::vector<Crowd> some;
   for (std::size_t i = 0; i < crowds.size() && i < kMost; ++i) {

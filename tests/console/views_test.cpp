@@ -228,6 +228,7 @@ TEST(Views, TellWhateverComes) {
     }
     if (told.back() != '\n') told += "\n";
   }
+  EXPECT_FALSE(usual.empty());
   EXPECT_EQ(told, wanted);
 }
 
