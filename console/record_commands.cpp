@@ -41,7 +41,7 @@ void ShowHeader(Session& session) {
   const AKReply reply = session.logger.Header();
   const std::string header = reply.refused ? "" : reply.fields;
   session.report.Show("LDHD", reply, reply.refused ? "" : Visible(header) + "\n",
-                      {{"fields", JsonList(SplitSent(header))}});
+                      {{"fields", JsonList(reply.refused ? Words() : SplitSent(header))}});
   RequireDone(reply, "LDHD");
 }
 

@@ -114,10 +114,9 @@ class RecordPage {
              " records the lowest and the highest value are drawn, so that no peak is lost. "
              "Figures and tables are of all records.");
     Note(series_.cutLines > 0, "A last line was cut off, and is left out.");
-    Note(series_.unsureLines > 0,
-         Grouped(series_.unsureLines) +
-             " records have more commas than the header has names: they are counted, but their "
-             "values are left out.");
+    Note(series_.unsureLines > 0, RecordsText(series_.unsureLines) +
+                                      " with more commas than the header has names: counted, "
+                                      "their values left out.");
   }
 
   void Note(bool so, const std::string& text) {

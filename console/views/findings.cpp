@@ -47,10 +47,11 @@ std::string AgeText(const std::string& moment, std::int64_t& seconds) {
   const auto part = [](std::int64_t number, const char* unit) {
     return std::to_string(number) + unit;
   };
-  const std::string text = past < 60      ? part(past, " s")
-                           : past < 3600  ? part(past / 60, " min")
-                           : past < 86400 ? part(past / 3600, " h ") + part(past / 60 % 60, " min")
-                                          : part(past / 86400, " days");
+  const std::string text = past < 60       ? part(past, " s")
+                           : past < 3600   ? part(past / 60, " min")
+                           : past < 86400  ? part(past / 3600, " h ") + part(past / 60 % 60, " min")
+                           : past < 172800 ? "1 day"
+                                           : part(past / 86400, " days");
   return text + (seconds < 0 ? " ahead of this computer's clock" : " ago");
 }
 

@@ -3,6 +3,7 @@
 // back, behind " < ", and what is told.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <deque>
@@ -12,10 +13,10 @@
 #include <sstream>
 
 #include "bytes.h"
+#include "command_line.h"
 #include "line/interrupt.h"
 #include "line/visible.h"
 #include "played_line.h"
-#include "prompt.h"
 
 namespace {
 
@@ -60,21 +61,20 @@ class TalkingLine : public PlayedLine {
 
 /// What the file says of what is typed there.
 std::string Talked(const std::string& typed, const std::deque<std::string>& replies) {
-  CLI::App app;
-  Options options;
-  AddLineOptions(app, options);
-  TalkingLine line;
-  line.replies = replies;
-  Logger logger(line, options.GetAddress(), options.Patience());
-  RegisterNumbers numbers(logger);
-  Report report(false);
-  Session session{line, logger, numbers, report, false, "line"};
+  const auto open = [&](const std::string&, const std::shared_ptr<Transcript>&) {
+    auto line = std::make_unique<TalkingLine>();
+    line->replies = replies;
+    return line;
+  };
+  // Whatever the configuration of this machine says.
+  const std::array words{"qmx-console",   "--station=4",  "--channel=K0",
+                         "--protocol=ak", "--timeout=10", "/dev/line"};
   std::istringstream in(std::regex_replace(typed, std::regex("; "), "\n"));
   std::ostringstream out;
   const auto input = std::cin.rdbuf(in.rdbuf());
   const auto output = std::cout.rdbuf(out.rdbuf());
   const auto errors = std::cerr.rdbuf(out.rdbuf());
-  const int status = Prompt(session, app, options);
+  const int status = RunCommandLine(static_cast<int>(words.size()), words.data(), open);
   std::cin.rdbuf(input);
   std::cin.clear();
   std::cout.rdbuf(output);

@@ -239,7 +239,8 @@ TEST(Views, AgeText) {
   for (const char* moment :
        {"2020-01-01 00:00:00.9", "2020-01-01 00:00:01", "2019-12-31 23:59:01",
         "2019-12-31 23:59:00", "2020-01-01 01:00:00", "2019-12-31 23:00:01", "2019-12-31 22:59:00",
-        "2019-12-31 00:00:01", "2019-12-31 00:00:00", "2020-01-01 00:00:00x", "2020-01-01 00:00"}) {
+        "2019-12-31 00:00:01", "2019-12-31 00:00:00", "2019-12-30 00:00:01", "2019-12-30 00:00:00",
+        "2020-01-01 00:00:00x", "2020-01-01 00:00"}) {
     told += AgeText(moment, seconds) + ", ";
     told += std::to_string(seconds) + "; ";
   }
@@ -247,7 +248,8 @@ TEST(Views, AgeText) {
       told,
       "0 s ago, 0; 1 s ahead of this computer's clock, -1; 59 s ago, 59; 1 min ago, 60; 1 h "
       "0 min ahead of this computer's clock, -3600; 59 min ago, 3599; 1 h 1 min ago, 3660; 23 "
-      "h 59 min ago, 86399; 1 days ago, 86400; , 86400; , 86400; ");
+      "h 59 min ago, 86399; 1 day ago, 86400; 1 day ago, 172799; 2 days ago, 172800; , 172800; , "
+      "172800; ");
 }
 
 TEST(Views, ProgressTellsWhatIsLeft) {
