@@ -53,9 +53,6 @@ TEST_F(Console, DownloadsEveryRecordOnceThroughInterruptions) {
   EXPECT_EQ(Ask({"download", file, "--batch", "30"}).status, 0);
   EXPECT_EQ(LinesOf(file), Logged(database_));
   stands(pointer);
-  WriteFile(file, "Date,Ti");
-  EXPECT_EQ(Ask({"download", file}).status, 0);
-  EXPECT_EQ(LinesOf(file), Logged(database_));
   WriteFile(file, Ask({"download", "-", "--from", "2020-01-01 03:00:01"}).output);
   EXPECT_EQ(LinesOf(file), Logged(database_, "WHERE time_stamp >= '2020-01-01 03:00:01'"));
 
