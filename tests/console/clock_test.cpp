@@ -4,11 +4,7 @@
 
 namespace {
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr int kCuts = 10;
-#else
 constexpr int kCuts = 200;
-#endif
 
 /// What an instrument logs at an interval: how many records behind each setting of its clock.
 std::vector<std::string> Logged(int seconds, const std::vector<std::pair<Moment, int>>& steps,

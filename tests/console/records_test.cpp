@@ -164,8 +164,7 @@ TEST(RecordStore, PutsRecordsIntoTheirPlaces) {
   EXPECT_EQ(status.st_mode & 07777, 0604U);
 
   RecordStore store(kPath, header);
-  ASSERT_EQ(store.Rejected().size(), 1U);
-  const Record rejected = store.Rejected()[0];
+  const Record rejected = store.Rejected().at(0);
   EXPECT_EQ(rejected.sent, "2020-01-03,,a\r\n\\n,b");
   // What was quoted otherwise, what an earlier version wrote, and what comes out of order, as a
   // TIMESTAMP column's in a repeated hour.

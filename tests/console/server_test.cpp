@@ -63,9 +63,7 @@ TEST_F(Console, GoesThroughDeviceServers) {
   EXPECT_EQ(user.Errors(), "The device server 127.0.0.1:4001" + gone);
   Child cut({Program("qmx-console"), "tcp://127.0.0.1:4003", "areg", "7"});
   EXPECT_EQ(slow.ReceiveUntil("\x03"), Request("4AREG K0 7"));
-  slow.Send(
-      "~\xFF\x02"
-      "4AREG 0");
+  slow.Send(Bytes("~<xFF><STX>4AREG 0"));
   EXPECT_EQ(slow.Receive(1, 300), "");
   slowServer.Signal(SIGKILL);
   EXPECT_EQ(cut.Wait(), 2);
