@@ -1,7 +1,8 @@
-// A gateway's answers about records, from memory.
+// A gateway's answers about records, from memory, and downloads of them.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <climits>
@@ -12,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "records/capture.h"
+#include "records/download.h"
 #include "records/record.h"
 #include "records/record_file.h"
 #include "records/source.h"
@@ -37,16 +40,17 @@ inline Lines LinesOf(const std::string& path) {
   return lines;
 }
 
+inline std::string RecordAt(Moment moment, const std::string& texts) {
+  return TimeStampOf(moment).replace(10, 1, ",") + "," + texts;
+}
+
 class RecordModel : public RecordSource {
  public:
   void Log(const std::string& record) {
-    const std::pair<std::string, std::string> row(TimeStamp(record), record);
-    const auto earlier = [](const auto& a, const auto& b) { return a.first < b.first; };
-    rows_.insert(std::upper_bound(rows_.begin(), rows_.end(), row, earlier), row);
+    const std::string stamp = TimeStamp(record);
+    rows_.insert(rows_.begin() + Behind(stamp), {stamp, record});
   }
-  void Clear(std::size_t oldest) {
-    rows_.erase(rows_.begin(), rows_.begin() + static_cast<long>(oldest));
-  }
+  void Clear(long oldest) { rows_.erase(rows_.begin(), rows_.begin() + oldest); }
   std::vector<std::string> Records() const {
     std::vector<std::string> records;
     for (const auto& row : rows_) records.push_back(row.second);
@@ -73,43 +77,41 @@ class RecordModel : public RecordSource {
   void Step(const std::string& asked) override {
     Begin();
     const std::string way = asked == miscounted ? "99" : asked;
-    const long size = static_cast<long>(rows_.size());
-    const bool named = way == "B" || way == "E";
-    const long steps = named ? 0 : std::stol(way);
-    const auto [same, later] =
-        std::equal_range(rows_.begin(), rows_.end(), std::make_pair(pointer_, std::string()),
-                         [](const auto& a, const auto& b) { return a.first < b.first; });
-    long to = way == "B" ? 0 : size - 1;
-    if (steps > 0) to = std::min<long>(later - rows_.begin() + steps, size) - 1;
-    if (steps < 0) to = std::max<long>(same - rows_.begin() + steps, 0);
-    const bool any = steps > 0 ? later != rows_.end() : steps < 0 ? same != rows_.begin() : named;
-    if (any && size > 0) pointer_ = rows_[static_cast<std::size_t>(to)].first;
+    const long end = static_cast<long>(rows_.size());
+    const long steps = way == "B" || way == "E" ? 0 : std::stol(way);
+    const long from = steps > 0 ? Behind(pointer_) - 1 : steps < 0 ? Find(pointer_) : 0;
+    const long to = way == "E" ? end - 1 : std::clamp(from + steps, 0L, std::max(0L, end - 1));
+    if (end > 0 && (steps == 0 || to != from)) pointer_ = rows_[static_cast<std::size_t>(to)].first;
     Answer("4SSTO 0");
   }
   Batch Next(long count) override {
     Begin();
-    const auto later = [](const std::string& stamp, const auto& row) { return stamp < row.first; };
-    const auto begin = std::upper_bound(rows_.begin(), rows_.end(), pointer_, later);
-    auto last = begin + std::min<long>(count, rows_.end() - begin);
-    if (last != begin) last = std::upper_bound(last, rows_.end(), (last - 1)->first, later);
-    std::vector<std::pair<std::string, std::string>> rows(begin, last);
+    const auto begin = rows_.begin() + Behind(pointer_);
+    auto end = begin + std::min<long>(count, rows_.end() - begin);
+    if (end != begin) end = rows_.begin() + Behind((end - 1)->first);
+    std::vector<Row> rows(begin, end);
     // Of one time stamp the database gives now these first, now those.
     if (requests % 2 == 0) {
-      for (auto row = rows.begin(); row != rows.end();) {
-        const auto end = std::upper_bound(row, rows.end(), row->first, later);
-        std::reverse(row, end);
-        row = end;
-      }
+      std::reverse(rows.begin(), rows.end());
+      std::stable_sort(rows.begin(), rows.end(),
+                       [](const Row& a, const Row& b) { return a.first < b.first; });
     }
     rows.resize(std::min(rows.size(), static_cast<std::size_t>(count)));
     if (!rows.empty()) pointer_ = rows.back().first;
     Batch batch;
-    for (const auto& row : rows) batch.lines.push_back(Answer(row.second));
+    for (const Row& row : rows) batch.lines.push_back(Answer(row.second));
     onTheLine(batch);
     return batch;
   }
 
  private:
+  using Row = std::pair<std::string, std::string>;
+
+  /// The place of the first record that is not earlier than this text.
+  long Find(const std::string& text) const {
+    return std::lower_bound(rows_.begin(), rows_.end(), Row(text, "")) - rows_.begin();
+  }
+  long Behind(const std::string& stamp) const { return Find(JustBehind(stamp)); }
   void Begin() {
     ++requests;
     beforeEach();
@@ -121,5 +123,33 @@ class RecordModel : public RecordSource {
   }
 
   std::string pointer_ = "2020-05-05 00:00:00";
-  std::vector<std::pair<std::string, std::string>> rows_;
+  std::vector<Row> rows_;
+};
+
+/// Downloads from one, into a folder of their own.
+class Downloads : public testing::Test {
+ protected:
+  Downloads() {
+    options_.file = folder_ + "/records.csv";
+    Anew();
+  }
+  ~Downloads() override { std::filesystem::remove_all(folder_); }
+
+  /// Without file and records.
+  void Anew() {
+    std::filesystem::remove_all(folder_);
+    std::filesystem::create_directory(folder_);
+    instrument_ = RecordModel();
+  }
+  Outcome Download() {
+    DownloadObserver observer;
+    return ::Download(instrument_, options_, observer);
+  }
+
+  // A disk would take most of the time.
+  const std::string folder_ =
+      (access("/dev/shm", W_OK) == 0 ? "/dev/shm/records." : testing::TempDir() + "records.") +
+      std::to_string(getpid());
+  DownloadOptions options_;
+  RecordModel instrument_;
 };
