@@ -1,16 +1,12 @@
-// The simulated instrument's registers, how they move, and how they misbehave, without an agent.
+// The simulated instrument's registers, and how they move, without an agent.
 #include "registers.h"
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
-
-#include "script.h"
 
 namespace {
 
@@ -61,41 +57,22 @@ TEST(Registers, AreThoseOfTheManPage) {
     inside = inside || line == ".Bd -literal -compact";
   }
   EXPECT_EQ(Listed(objects, Registers(objects, Settings())), wanted);
-  Settings other;
-  other.type = "Monard";
-  other.mode = 1;
-  other.station = 7;
-  other.channel = "Z9";
-  other.diagnostics = 2;
-  std::istringstream list(Listed(objects, Registers(objects, other)));
-  std::string differs;
-  for (std::string line; std::getline(list, line);) {
-    if (wanted.find(line + "\n") == std::string::npos) differs += line + "|";
-  }
-  EXPECT_EQ(differs,
-            "qmxInstrumentType.0 = STRING: \"Monard\"|qmxRS232Mode.0 = INTEGER: 1|"
-            "qmxAKStationCode.0 = INTEGER: 7|qmxAKChannelNumber.0 = STRING: \"Z9\"|"
-            "qmxDiagnosticValue.1 = INTEGER: 1|qmxDiagnosticValue.2 = INTEGER: 2|");
 }
 
 TEST(Registers, MoveBetweenTwoWalks) {
+  const std::tuple<char, const char*, char, const char*> kBoth[] = {
+      {'D', "1.5", 'D', "1.25"}, {'F', "1.5", 'F', "1.25"}, {'i', "10", 'i', "13"},
+      {'u', "10", 'u', "50"},    {'s', "10", 's', "13"},    {'i', "5", 'i', "5"},
+      {'i', "9", 'u', "10"}};
   Objects first;
   Objects second;
-  const auto put = [](Objects& objects, const char* value, const char* count, const char* real) {
-    objects.Put(".1.3.1", 'D', real);
-    objects.Put(".1.3.2", 'F', real);
-    objects.Put(".1.3.3", 'i', value);
-    objects.Put(".1.3.4", 'u', count);
-    objects.Put(".1.3.5", 's', value);
-    objects.Put(".1.3.6", 'i', "5");
-  };
-  put(first, "10", "10", "1.5");
-  first.Put(".1.3.7", 'i', "9");
-  put(second, "13", "50", "1.25");
-  second.Put(".1.3.7", 'u', "10");
+  for (const auto& [type, value, laterType, later] : kBoth) {
+    const std::string name = ".1.3." + std::to_string(first.All().size() + 1);
+    first.Put(name, type, value);
+    second.Put(name, laterType, later);
+  }
   second.Put(".1.3.8", 'i', "10");
-  Registers registers(first, second);
-  EXPECT_EQ(Listed(first, registers),
+  EXPECT_EQ(Listed(first, Registers(first, second)),
             "org.1 = Opaque: Float: 1.500000  # 1.25 to 1.5 by 0.0125\n"
             "org.2 = Opaque: Float: 1.500000  # 1.25 to 1.5 by 0.0125\n"
             "org.3 = INTEGER: 10  # 10 to 13 by 1\norg.4 = Gauge32: 10  # 10 to 50 by 2\n"
@@ -143,52 +120,6 @@ TEST(Values, AreNumbersOfTheirType) {
     SetNumber(value, set);
     EXPECT_EQ(Printed({1, 3}, value), std::string("org = ") + shown);
   }
-}
-
-/// A file of faults: what it was told, how many objects are left, and what it fails with.
-TEST(Script, FollowsAndRefuses) {
-  const std::string file = testing::TempDir() + "faults" + std::to_string(getpid());
-  const auto followed = [&](const std::string& lines, int seconds) {
-    std::ofstream(file) << lines;
-    Objects objects;
-    objects.Put("qmxFlowRate.0", 'F', "16.5");
-    std::string error;
-    testing::internal::CaptureStdout();
-    try {
-      Script script(file);
-      for (int i = 0; i < seconds; ++i) script.Tick(objects);
-    } catch (const std::runtime_error& thrown) {
-      error = thrown.what();
-    }
-    std::remove(file.c_str());
-    const std::string name = file + ": line ";
-    if (error.compare(0, name.size(), name) == 0) error.erase(0, name.size());
-    return testing::internal::GetCapturedStdout() + std::to_string(objects.All().size()) + error;
-  };
-  for (const std::string line :
-       {"wait", "wait -1", "absent", "fault get", "register qmxFlowRate.0"}) {
-    EXPECT_EQ(followed(line, 1), "11: neither register, absent, fault, behave nor wait: " + line);
-  }
-  for (const char* line : {"register qmxNothing.0 i 5", "fault get qmxNothing.0 silent",
-                           "fault get * as qmxNothing.0"}) {
-    EXPECT_EQ(followed(line, 1), "11: the MIB modules do not define qmxNothing.0");
-  }
-  const std::pair<std::string, std::string> kWrong[] = {
-      {"register qmxFlowRate.0 i x", "1: no value of type i: x"},
-      {"fault get * value i x", "1: no value of type i: x"},
-      {"fault put * silent", "1: a fault is one of get, set or next, not of put"},
-      {"fault get * sleepy", "1: no such fault: sleepy"},
-      {"fault get * late", "1: no such fault: late"},
-      {"#\nbehave\nfault get * error 5", "3: no such fault: error 5"},
-  };
-  for (const auto& [lines, error] : kWrong) EXPECT_EQ(followed(lines, 1), "1" + error) << lines;
-  const std::string late =
-      "# one\n\n  \nregister .1.3.5 s a b \nwait 0\nwait 2\nabsent qmxFlowRate.0\nbehave\nwait 3\n"
-      "absent .1.3.5\n";
-  const std::string first = "register .1.3.5 s a b \n";
-  EXPECT_EQ(followed(late, 2), first + "2");
-  EXPECT_EQ(followed(late, 5), first + "absent qmxFlowRate.0\nbehave\n1");
-  EXPECT_EQ(followed(late, 6), first + "absent qmxFlowRate.0\nbehave\nabsent .1.3.5\n0");
 }
 
 }  // namespace
