@@ -20,8 +20,8 @@ extern "C" int nanosleep(const timespec* time, timespec* /*left*/) {
   return 0;
 }
 
-PlayedLine::PlayedLine(milliseconds begin, milliseconds look)
-    : look_(look), end_(begin + std::chrono::hours(1)) {
+PlayedLine::PlayedLine(milliseconds begin, milliseconds pace)
+    : pace_(pace), end_(begin + std::chrono::hours(1)) {
   PlayedClock::now = begin;
 }
 
@@ -34,18 +34,18 @@ milliseconds PlayedLine::Last() const {
   return coming_.empty() ? PlayedClock::now : coming_.back().first;
 }
 
-void PlayedLine::Comes(const std::string& bytes, milliseconds moment, milliseconds pace) {
-  if (!coming_.empty()) moment = std::max(moment, Last() + pace);
+void PlayedLine::Comes(const std::string& bytes, milliseconds moment) {
+  if (!coming_.empty()) moment = std::max(moment, Last() + pace_);
   for (const char byte : bytes) {
     coming_.emplace_back(moment, byte);
-    moment += pace;
+    moment += pace_;
   }
 }
 
 bool PlayedLine::Read(char& byte, milliseconds wait) {
   if (PlayedClock::now > end_) throw Failure(kNoDevice, "Nothing ends it.");
   if (coming_.empty() || coming_.front().first > PlayedClock::now + wait) {
-    PlayedClock::now += std::max(wait, look_);
+    PlayedClock::now += std::max(wait, pace_);
     return false;
   }
   PlayedClock::now = std::max(PlayedClock::now, coming_.front().first);

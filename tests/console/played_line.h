@@ -16,13 +16,11 @@ struct PlayedClock {
 
 class PlayedLine : public Line {
  public:
-  /// Sets the clocks. Looking for a byte without waiting takes that time.
-  explicit PlayedLine(std::chrono::milliseconds begin, std::chrono::milliseconds look = {});
+  /// Sets the clocks. A byte takes that time, and so does looking for one without waiting.
+  explicit PlayedLine(std::chrono::milliseconds begin, std::chrono::milliseconds pace = {});
 
-  /// Bytes that come in the line's order, the first one not before a moment, each so long behind
-  /// the one before it.
-  void Comes(const std::string& bytes, std::chrono::milliseconds moment,
-             std::chrono::milliseconds pace = std::chrono::milliseconds(0));
+  /// Bytes that come in the line's order, the first one not before a moment.
+  void Comes(const std::string& bytes, std::chrono::milliseconds moment);
 
   /// What never waits.
   int ToPoll() const override;
@@ -35,7 +33,7 @@ class PlayedLine : public Line {
   std::chrono::milliseconds Last() const;
 
  private:
-  std::chrono::milliseconds look_;
+  std::chrono::milliseconds pace_;
   std::chrono::milliseconds end_;
   std::deque<std::pair<std::chrono::milliseconds, char>> coming_;
 };
