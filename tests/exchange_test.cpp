@@ -43,7 +43,7 @@ class Exchange : public testing::Test {
         block.clear();
       }
       if (text.compare(0, 5, "each ") == 0) {
-        for (const std::string& row : Split(text.substr(5))) rows.push_back(row);
+        for (const std::string& row : Split(text.substr(5), " | ")) rows.push_back(row);
       } else if (text[0] == ' ') {
         block.emplace_back(place, text.substr(text.find_first_not_of(' ')));
       } else {
@@ -53,7 +53,7 @@ class Exchange : public testing::Test {
     PlayRows(rows, block);
   }
 
-  /// The steps of a block for each row, with the row in place of $* and its words of $1, $2, ...
+  /// The steps of a block for each row, with the row in place of $* and its fields of $1, $2, ...
   void PlayRows(std::vector<std::string>& rows,
                 const std::vector<std::pair<std::string, std::string>>& block) {
     if (block.empty()) return;
@@ -61,9 +61,9 @@ class Exchange : public testing::Test {
     for (const std::string& row : std::exchange(rows, {})) {
       for (auto [place, step] : block) {
         Replace(step, "$*", row);
-        std::istringstream words(row);
-        std::string word;
-        for (char name = '1'; words >> word; ++name) Replace(step, {'$', name}, word);
+        char name = '1';
+        const char* between = row.find(" ; ") == std::string::npos ? " " : " ; ";
+        for (const std::string& field : Split(row, between)) Replace(step, {'$', name++}, field);
         Follow(place, step);
       }
     }
@@ -87,10 +87,10 @@ class Exchange : public testing::Test {
     }
   }
 
-  static std::vector<std::string> Split(const std::string& text) {
+  static std::vector<std::string> Split(const std::string& text, const std::string& between) {
     std::vector<std::string> parts;
-    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 3) {
-      end = text.find(" | ", begin);
+    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + between.size()) {
+      end = text.find(between, begin);
       parts.push_back(text.substr(begin, end - begin));
     }
     return parts;
@@ -210,7 +210,7 @@ class Exchange : public testing::Test {
     EXPECT_EQ(ReadFile(kRegisterList), lines);
   }
   void Message(const std::string& texts) {
-    for (const std::string& text : Split(texts)) ExpectLine(text, errorsSeen_, &Child::Errors);
+    for (const std::string& text : Split(texts, " | ")) ExpectLine(text, errorsSeen_, &Child::Errors);
   }
   void Output(const std::string& text) { ExpectLine(text, outputSeen_, &Child::Output); }
 
