@@ -2,7 +2,6 @@
 // each step what must come back, byte for byte. tests/exchanges/README.md tells the steps.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -43,7 +42,7 @@ class Exchange : public testing::Test {
         block.clear();
       }
       if (text.compare(0, 5, "each ") == 0) {
-        for (const std::string& row : Split(text.substr(5), " | ")) rows.push_back(row);
+        for (const std::string& row : Split(text.substr(5))) rows.push_back(row);
       } else if (text[0] == ' ') {
         block.emplace_back(place, text.substr(text.find_first_not_of(' ')));
       } else {
@@ -87,7 +86,8 @@ class Exchange : public testing::Test {
     }
   }
 
-  static std::vector<std::string> Split(const std::string& text, const std::string& between) {
+  static std::vector<std::string> Split(const std::string& text,
+                                        const std::string& between = " | ") {
     std::vector<std::string> parts;
     for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + between.size()) {
       end = text.find(between, begin);
@@ -115,8 +115,6 @@ class Exchange : public testing::Test {
     const std::size_t blank = rest.find(' ');
     WriteFile(rest.substr(0, blank), blank == std::string::npos ? "" : rest.substr(blank + 1));
   }
-  void Folder(const std::string& path) { ASSERT_EQ(mkdir(path.c_str(), 0755), 0); }
-  void Remove(const std::string& path) { ASSERT_EQ(remove(path.c_str()), 0); }
   /// The steps behind this one need mounts of the laboratory's own.
   void Private(const std::string&) {
     if (!IsPrivate()) GTEST_SKIP() << "no mounts here";
@@ -210,7 +208,7 @@ class Exchange : public testing::Test {
     EXPECT_EQ(ReadFile(kRegisterList), lines);
   }
   void Message(const std::string& texts) {
-    for (const std::string& text : Split(texts, " | ")) ExpectLine(text, errorsSeen_, &Child::Errors);
+    for (const std::string& text : Split(texts)) ExpectLine(text, errorsSeen_, &Child::Errors);
   }
   void Output(const std::string& text) { ExpectLine(text, outputSeen_, &Child::Output); }
 
@@ -264,7 +262,6 @@ class Exchange : public testing::Test {
 const std::map<std::string, Exchange::Step> Exchange::kSteps = {
     {"use", &Exchange::Use},           {"sql", &Exchange::Sql},
     {"server", &Exchange::ServerStep}, {"file", &Exchange::File},
-    {"folder", &Exchange::Folder},     {"remove", &Exchange::Remove},
     {"private", &Exchange::Private},   {"shell", &Exchange::Shell},
     {"start", &Exchange::Start},       {"serve", &Exchange::Serve},
     {"exit", &Exchange::Exit},         {"hangup", &Exchange::Hangup},

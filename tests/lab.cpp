@@ -197,13 +197,7 @@ std::vector<std::string> Database::Run(const std::string& statement) {
   std::vector<std::string> rows;
   MYSQL_RES* result = mysql_store_result(connection_);
   if (result == nullptr) return rows;
-  while (const MYSQL_ROW row = mysql_fetch_row(result)) {
-    std::string text;
-    for (unsigned i = 0; i < mysql_num_fields(result); ++i) {
-      text += (i == 0 ? "" : "|") + std::string(row[i] == nullptr ? "NULL" : row[i]);
-    }
-    rows.push_back(text);
-  }
+  while (const MYSQL_ROW row = mysql_fetch_row(result)) rows.emplace_back(row[0]);
   mysql_free_result(result);
   return rows;
 }
