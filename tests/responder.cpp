@@ -6,14 +6,13 @@
 #include <utility>
 
 Responder::Responder() {
-  static const bool initialised = [] {
+  static std::once_flag initialised;
+  std::call_once(initialised, [] {
     set_persistent_directory("/dev/null");
     init_snmp("responder");
     netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OID_OUTPUT_FORMAT,
                        NETSNMP_OID_OUTPUT_SUFFIX);
-    return true;
-  }();
-  static_cast<void>(initialised);
+  });
   netsnmp_session session;
   snmp_sess_init(&session);
   session.callback = Receive;
