@@ -112,9 +112,7 @@ Line::Line() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
   device_ = name;
 }
 
-Line::~Line() {
-  if (master_ >= 0) close(master_);
-}
+Line::~Line() { close(master_); }
 
 bool Line::Served() const {
   return WaitFor([this] {
@@ -148,11 +146,8 @@ std::string Line::Receive(std::size_t count, int milliseconds) const {
 
 std::string Line::ReceiveUntil(const std::string& end, int milliseconds) const {
   std::string bytes;
-  const auto ended = [&] {
-    return bytes.size() >= end.size() &&
-           bytes.compare(bytes.size() - end.size(), end.size(), end) == 0;
-  };
-  while (!ended()) {
+  while (bytes.size() < end.size() ||
+         bytes.compare(bytes.size() - end.size(), end.size(), end) != 0) {
     const std::string byte = Receive(1, milliseconds);
     if (byte.empty()) break;
     bytes += byte;
@@ -163,7 +158,7 @@ std::string Line::ReceiveUntil(const std::string& end, int milliseconds) const {
 void Database::Start() {
   server_ = std::make_unique<Child>(
       std::vector<std::string>{"mariadbd", "--defaults-file=" + LabPath("my.cnf")});
-  const bool up = WaitFor([this] {
+  WaitFor([this] {
     connection_ = mysql_init(nullptr);
     const char reconnect = 1;
     mysql_options(connection_, MYSQL_OPT_RECONNECT, &reconnect);
@@ -174,15 +169,13 @@ void Database::Start() {
     connection_ = nullptr;
     return !server_->Running();
   });
-  if (!up || connection_ == nullptr) {
-    throw std::runtime_error("no database server: " + server_->Errors());
-  }
+  if (connection_ == nullptr) throw std::runtime_error("no database server: " + server_->Errors());
   mysql_query(connection_, "CREATE DATABASE IF NOT EXISTS twinex");
   mysql_select_db(connection_, "twinex");
 }
 
 void Database::Stop(int signal) {
-  if (connection_ != nullptr) mysql_close(connection_);
+  mysql_close(connection_);
   connection_ = nullptr;
   server_->Signal(signal);
   server_->Wait();
@@ -197,13 +190,7 @@ std::vector<std::string> Database::Run(const std::string& statement) {
   std::vector<std::string> rows;
   MYSQL_RES* result = mysql_store_result(connection_);
   if (result == nullptr) return rows;
-  while (const MYSQL_ROW row = mysql_fetch_row(result)) {
-    std::string text;
-    for (unsigned i = 0; i < mysql_num_fields(result); ++i) {
-      text += (i == 0 ? "" : "|") + std::string(row[i] == nullptr ? "NULL" : row[i]);
-    }
-    rows.push_back(text);
-  }
+  while (const MYSQL_ROW row = mysql_fetch_row(result)) rows.emplace_back(row[0]);
   mysql_free_result(result);
   return rows;
 }

@@ -91,7 +91,7 @@ class Database {
   void Start();
   void Stop(int signal);
 
-  /// Runs a statement in database twinex; the rows, fields joined with "|", NULL as "NULL".
+  /// Runs a statement in database twinex; the first field of each row, which is not NULL.
   std::vector<std::string> Run(const std::string& statement);
 
  private:

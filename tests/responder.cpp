@@ -1,27 +1,18 @@
 #include "responder.h"
 
+#include <poll.h>
+
 #include <stdexcept>
 #include <utility>
 
-namespace {
-
-std::string Printed(const oid* name, std::size_t length) {
-  char text[512];
-  snprint_objid(text, sizeof text, name, length);
-  return text;
-}
-
-}  // namespace
-
 Responder::Responder() {
-  static const bool initialised = [] {
+  static std::once_flag initialised;
+  std::call_once(initialised, [] {
     set_persistent_directory("/dev/null");
     init_snmp("responder");
     netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OID_OUTPUT_FORMAT,
                        NETSNMP_OID_OUTPUT_SUFFIX);
-    return true;
-  }();
-  static_cast<void>(initialised);
+  });
   netsnmp_session session;
   snmp_sess_init(&session);
   session.callback = Receive;
@@ -31,6 +22,7 @@ Responder::Responder() {
   if (transport == nullptr || snmp_add(&session, transport, nullptr, nullptr) == nullptr) {
     throw std::runtime_error("udp port 161 is not to be had");
   }
+  socket_ = transport->sock;
   thread_ = std::thread([this] { Serve(); });
 }
 
@@ -42,17 +34,11 @@ Responder::~Responder() {
 
 void Responder::Serve() {
   while (!stop_) {
+    pollfd request{socket_, POLLIN, 0};
+    if (poll(&request, 1, 20) <= 0) continue;
     fd_set set;
     FD_ZERO(&set);
-    int count = 0;
-    int block = 0;
-    timeval wait{0, 20000};
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      snmp_select_info(&count, &set, &wait, &block);
-    }
-    wait = {0, 20000};
-    if (select(count, &set, nullptr, nullptr, &wait) <= 0) continue;
+    FD_SET(socket_, &set);
     const std::lock_guard<std::mutex> lock(mutex_);
     snmp_read(&set);
   }
@@ -69,7 +55,7 @@ bool Responder::Holds(const std::string& name, char type, const std::string& val
   return found != objects_.All().end() && found->second == Encode(type, value);
 }
 
-std::vector<std::string> Responder::Requests() {
+std::string Responder::Requests() {
   const std::lock_guard<std::mutex> lock(mutex_);
   return std::exchange(requests_, {});
 }
@@ -83,24 +69,23 @@ int Responder::Receive(int operation, netsnmp_session* session, int, netsnmp_pdu
   return 1;
 }
 
-void Responder::Record(const std::string& kind, const std::string& name,
-                       const netsnmp_variable_list& asked) {
-  if (kind == "get" && name == "qmxRS232Mode.0") {
+void Responder::Record(const netsnmp_pdu& request) {
+  const netsnmp_variable_list& asked = *request.variables;
+  char name[512];
+  char value[512];
+  snprint_objid(name, sizeof name, asked.name, asked.name_length);
+  snprint_value(value, sizeof value, asked.name, asked.name_length, &asked);
+  const std::string text = Kind(request) + " " + name;
+  if (text == "get qmxRS232Mode.0") {
     ++modeReads_;
-  } else if (kind == "set") {
-    char value[512];
-    snprint_value(value, sizeof value, asked.name, asked.name_length, &asked);
-    requests_.push_back("set " + name + " " + value);
   } else {
-    requests_.push_back(kind + " " + name);
+    requests_ += text + (request.command == SNMP_MSG_SET ? std::string(" ") + value : "") + "; ";
   }
 }
 
 void Responder::Answer(netsnmp_session* session, netsnmp_pdu* request) {
-  const netsnmp_variable_list& asked = *request->variables;
   // A request that was sent again while its answer is under way is the same request.
-  const bool again = std::exchange(lastRequest_, request->reqid) == request->reqid;
-  if (!again) Record(Kind(*request), Printed(asked.name, asked.name_length), asked);
+  if (std::exchange(lastRequest_, request->reqid) != request->reqid) Record(*request);
   netsnmp_pdu* answer = objects_.Answer(request);
   if (answer != nullptr && snmp_send(session, answer) == 0) snmp_free_pdu(answer);
 }

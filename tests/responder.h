@@ -6,7 +6,6 @@
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "objects.h"
 
@@ -19,22 +18,23 @@ class Responder {
   bool Follow(const std::string& line);
   bool Holds(const std::string& name, char type, const std::string& value);
 
-  /// The requests since the last call, in order: "get NAME", "next NAME", "set NAME VALUE". Reads
-  /// of the protocol that the line speaks, which come before every request, are left out.
-  std::vector<std::string> Requests();
+  /// The requests since the last call, in order: "get NAME; ", "next NAME; ", "set NAME VALUE; ".
+  /// Reads of the protocol that the line speaks, which come before every request, are left out.
+  std::string Requests();
   std::size_t ModeReads() const { return modeReads_; }
 
  private:
   static int Receive(int operation, netsnmp_session* session, int id, netsnmp_pdu* pdu, void* self);
-  void Record(const std::string& kind, const std::string& name, const netsnmp_variable_list& asked);
+  void Record(const netsnmp_pdu& request);
   void Answer(netsnmp_session* session, netsnmp_pdu* request);
   void Serve();
 
   std::mutex mutex_;  // guards all that follows, and the library
   Objects objects_;
-  std::vector<std::string> requests_;
+  std::string requests_;
   long lastRequest_ = -1;
   std::atomic<std::size_t> modeReads_{0};
   std::atomic<bool> stop_{false};
+  int socket_ = -1;
   std::thread thread_;
 };

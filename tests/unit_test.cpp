@@ -7,7 +7,6 @@
 #include "base/number.h"
 #include "base/text.h"
 #include "core/gateway.h"
-#include "gnp/check_value.h"
 
 namespace {
 
@@ -30,21 +29,6 @@ TEST(NumberFormat, GivesTheExamples) {
   };
   for (const auto& [number, text] : kExamples) EXPECT_EQ(Formatted(number), text);
   CGateway::FormatMantissaExponent(1, nullptr);
-}
-
-TEST(CheckValue, CombinesSignedBytes) {
-  const std::pair<std::string, const char*> kFrames[] = {{"\2DA\3", "04"},
-                                                         {"\2DA001\3", "35"},
-                                                         {"\2\xC1\3", "FF"},  // negative: FFFFFFC0
-                                                         {"\2\xC1\xC1\3", "01"},
-                                                         {"", "00"}};
-  for (const auto& [bytes, value] : kFrames) {
-    char text[3];
-    WriteCheckValue(bytes.data(), static_cast<int>(bytes.size()), text);
-    EXPECT_STREQ(text, value);
-  }
-  EXPECT_EQ(CheckValue("\x80", 1), -128);
-  EXPECT_EQ(CheckValue("A", -1), 0);
 }
 
 TEST(Text, NeverLeavesItsField) {
