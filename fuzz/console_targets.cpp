@@ -1,24 +1,58 @@
-// What of the console is fuzzed, by name: FUZZ_TARGET names one, and the folder of its seeds.
+// What of the console is fuzzed, by name: FUZZ_TARGET names one, and the folder of its seeds. Each
+// takes one input and aborts when the console does what it must not.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <sstream>
 
-#include "console_parts.h"
+#include "bytes.h"
 #include "line/failure.h"
 #include "line/line.h"
+#include "logger/attribution.h"
 #include "logger/frames.h"
 #include "logger/logger.h"
 #include "logger/register_numbers.h"
+#include "logger/register_words.h"
+#include "records/record_store.h"
 #include "settings.h"
+#include "views/course.h"
 #include "views/frame_text.h"
+#include "views/watch_file.h"
 
 namespace {
+
+void Require(bool held) {
+  if (!held) std::abort();
+}
+
+/// A folder for what a target keeps, removed at the end of the process.
+const struct Scratch {
+  Scratch() { std::filesystem::create_directory(path); }
+  ~Scratch() {
+    std::error_code error;
+    std::filesystem::remove_all(path, error);
+  }
+  const std::filesystem::path path =
+      std::filesystem::temp_directory_path() / ("qmx-fuzz." + std::to_string(getpid()));
+} kScratch;
+const std::string kFile = kScratch.path / "kept";
+
+void Keep(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string Kept() {
+  std::stringstream kept;
+  kept << std::ifstream(kFile, std::ios::binary).rdbuf();
+  return kept.str();
+}
 
 /// A line that brings the input's bytes; FF is a silence.
 class FuzzLine : public Line {
@@ -39,53 +73,35 @@ class FuzzLine : public Line {
   std::size_t next_ = 0;
 };
 
-void Ask(Logger& logger, RegisterNumbers& numbers, int what) {
-  switch (what) {
-    case 0: {
+const std::function<void(Logger&, RegisterNumbers&)> kRequests[] = {
+    [](Logger& logger, RegisterNumbers&) {
       const AKReply reply = logger.Ask("LCFG");
       Require(reply.code == "LCFG" || reply.refused);
-      break;
-    }
-    case 1:
-      logger.ReadRegister(7);
-      break;
-    case 2:
-      logger.WriteRegister(7, "5");
-      break;
-    case 3:
-      logger.ListRegisters();
-      break;
-    case 4:
-      Require(logger.NextRecords(3).lines.size() <= 3);
-      break;
-    case 5:
-      logger.Header();
-      break;
-    case 6:
-      logger.Data();
-      break;
-    case 7:
-      logger.Raw("DA", true);
-      break;
-    case 8:
+    },
+    [](Logger& logger, RegisterNumbers&) { logger.ReadRegister(7); },
+    [](Logger& logger, RegisterNumbers&) { logger.WriteRegister(7, "5"); },
+    [](Logger& logger, RegisterNumbers&) { logger.ListRegisters(); },
+    [](Logger& logger, RegisterNumbers&) { Require(logger.NextRecords(3).lines.size() <= 3); },
+    [](Logger& logger, RegisterNumbers&) { logger.Header(); },
+    [](Logger& logger, RegisterNumbers&) { logger.Data(); },
+    [](Logger& logger, RegisterNumbers&) { logger.Raw("DA", true); },
+    [](Logger&, RegisterNumbers& numbers) {
       numbers.Forget();
       for (const Register& one : numbers.Find({"qmx*"})) Require(one.number > 0);
-      break;
-    default:
-      logger.Ask("SSTO", "B");
-  }
-}
+    },
+    [](Logger& logger, RegisterNumbers&) { logger.Ask("SSTO", "B"); },
+};
 
-/// The first bytes tell what is asked for, ten kinds of requests; the others come over the line.
+/// The first bytes tell what is asked for; the others come over the line.
 void Replies(const std::string& input) {
-  const std::size_t count = std::min<std::size_t>(input.size(), 4);
-  const std::string bytes = input.substr(count);
+  const std::string requests = input.substr(0, 4);
+  const std::string bytes = input.substr(requests.size());
   FuzzLine line(bytes);
   Logger logger(line, {}, std::chrono::milliseconds(0));
   RegisterNumbers numbers(logger);
-  for (std::size_t i = 0; i < count; ++i) {
+  for (const char request : requests) {
     try {
-      Ask(logger, numbers, static_cast<unsigned char>(input[i]) % 10);
+      kRequests[static_cast<unsigned char>(request) % std::size(kRequests)](logger, numbers);
     } catch (const Failure&) {
       continue;
     }
@@ -120,48 +136,24 @@ void Frames(const std::string& input) {
   Require(told == heard);
 }
 
-/// The bytes that a recorded text stands for.
-std::string Played(const std::string& text) {
-  static const std::map<std::string, char> kNames = {
-      {"STX", '\x02'}, {"ETX", '\x03'}, {"CR", '\r'}, {"LF", '\n'}};
-  std::string bytes;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] != '<') {
-      bytes += text[at];
-      continue;
-    }
-    const std::size_t end = text.find('>', at);
-    const std::string name = text.substr(at + 1, end - at - 1);
-    const auto known = kNames.find(name);
-    bytes += known != kNames.end() ? known->second
-                                   : static_cast<char>(std::stoi(name.substr(1), nullptr, 16));
-    at = end;
-  }
-  return bytes;
-}
-
-/// What is recorded can be played again, behind whatever the file held; FF changes the direction,
-/// FE makes a pause.
+/// What is recorded can be played again, behind whatever the file held, which ends at a zero byte;
+/// FF changes the direction, FE makes a pause.
 void Recordings(const std::string& input) {
-  static const Scratch scratch(".txt");
-  const std::string& file = scratch.path;
   const std::size_t half = input.find('\0');
   const std::string earlier = half == input.npos ? "" : input.substr(0, half);
-  std::ofstream(file, std::ios::binary) << earlier;
+  Keep(kFile, earlier);
   std::string passed[2];
   {
     Transcript transcript;
     auto moment = Transcript::Clock::now();
     int direction = 0;
     try {
-      transcript.Record(file, "DEVICE");
+      transcript.Record(kFile, "DEVICE");
     } catch (const Failure&) {
-      std::stringstream kept;
-      kept << std::ifstream(file, std::ios::binary).rdbuf();
-      Require(kept.str() == earlier);
+      Require(Kept() == earlier);
       return;
     }
-    for (const char byte : input.substr(half == input.npos ? 0 : half)) {
+    for (const char byte : input.substr(earlier.size())) {
       if (byte == '\xFE') moment += std::chrono::seconds(1);
       direction ^= byte == '\xFF' ? 1 : 0;
       passed[direction] += byte;
@@ -169,8 +161,7 @@ void Recordings(const std::string& input) {
                      std::string(1, byte), moment);
     }
   }
-  std::ifstream recorded(file, std::ios::binary);
-  recorded.seekg(static_cast<std::streamoff>(earlier.size()));
+  std::istringstream recorded(Kept().substr(earlier.size()));
   std::string line;
   if (!earlier.empty() && earlier.back() != '\n') std::getline(recorded, line);
   std::getline(recorded, line);
@@ -178,7 +169,7 @@ void Recordings(const std::string& input) {
   std::string played[2];
   while (std::getline(recorded, line)) {
     Require(line.size() > 33 && line[31] == ' ' && line[33] == ' ');
-    played[line[32] == '>' ? 0 : 1] += Played(line.substr(34));
+    played[line[32] == '>' ? 0 : 1] += Bytes(line.substr(34));
   }
   Require(played[0] == passed[0] && played[1] == passed[1]);
 }
@@ -191,10 +182,110 @@ void Configuration(const std::string& input) {
   } catch (const Failure&) {
     return;
   }
+  const auto& names = Settings::Names();
   for (const std::string& line : settings.Lines()) {
-    bool any = false;
-    for (const std::string& name : Settings::Names()) any = any || settings.Find(line, name);
-    Require(any);
+    Require(std::any_of(names.begin(), names.end(),
+                        [&](const std::string& name) { return settings.Find(line, name); }));
+  }
+}
+
+/// Words that name registers: the word, a zero byte, and the names there are, each behind a blank.
+void RegisterWords(const std::string& input) {
+  std::istringstream rest(input);
+  std::string word;
+  std::getline(rest, word, '\0');
+  std::vector<std::string> names;
+  for (std::string name; std::getline(rest, name, ' ');) names.push_back(name);
+  for (const std::size_t place : PlacesOf(word, names)) {
+    Require(IsPattern(word) || Holds(names.at(place), word));
+  }
+  std::pair<int, int> range;
+  try {
+    if (ParseNumbers(word, range)) Require(range.first >= 0 && range.first <= range.second);
+  } catch (const Failure&) {
+    return;
+  }
+}
+
+/// Requests to a gateway and replies to them, some held and some lost; each byte is one step. What
+/// is taken for the reply to the last request must be that.
+void Attributions(const std::string& input) {
+  static const char* const kCodes[] = {"AREG", "EREG", "LCFG"};
+  Attribution attribution(0);
+  std::deque<std::pair<int, AKReply>> held = {{0, {"LDHD", 0, "another's", false}}};
+  int latest = 0;  // number of the request that a reply is waited for
+  for (const char byte : input) {
+    const auto step = static_cast<unsigned char>(byte);
+    if (step % 4 == 0) {
+      // As the console does: nothing but a mark is sent while one of its requests is open.
+      const bool mark = attribution.InDoubt() == Attribution::Doubt::kOwn;
+      const std::string code = mark ? attribution.Mark() : kCodes[step / 4 % 3];
+      if (!mark) attribution.Sent(code, code == "LCFG" ? "" : "7");
+      held.push_back({++latest, {code, 0, mark ? "SE" : "7", mark}});
+    } else if (!held.empty()) {
+      const auto [number, reply] = held.front();
+      held.pop_front();
+      if (step % 4 == 1) continue;  // lost
+      const bool taken = attribution.Take(reply) == Attribution::Answers::kLatest;
+      Require(taken == (number == latest && number != 0));
+    }
+  }
+}
+
+/// A file that a download continues, with the input as what it held, and behind a zero byte what
+/// was rejected: it keeps its whole lines, and has what is added in its place, once. Or it is
+/// refused, and stays as it was.
+void ContinuedFiles(const std::string& input) {
+  static const std::string header = "Date,Time,number,note";
+  const std::size_t half = std::min(input.find('\0'), input.size());
+  const std::string held = input.substr(0, half);
+  Keep(kFile, held);
+  std::filesystem::remove(kFile + ".rejected");
+  if (half < input.size()) Keep(kFile + ".rejected", input.substr(half + 1));
+  const std::vector<Record> records = {{"2026-10-25 02:00:00", "2026-10-25,02:00:00,1,\"a\"", ""},
+                                       {"2026-10-25 02:05:00", "2026-10-25,02:05:00,2", "why"}};
+  std::size_t rejected = 0;
+  std::vector<std::string> others;
+  try {
+    RecordStore store(kFile, header);
+    rejected = store.Rejected().size();
+    store.Begin();
+    store.Add(store.Missing(records, "2026-10-25", "2026-10-26", others));
+  } catch (const Failure&) {
+    Require(Kept() == held);
+    return;
+  }
+  const std::string now = Kept();
+  RecordStore again(kFile, header);
+  Require(again.Rejected().size() <= rejected + 1);
+  Require(again.Missing(records, "2026-10-25", "2026-10-26", others).empty());
+  again.Begin();
+  Require(Kept() == now && now.size() >= held.rfind('\n') + 1);
+}
+
+/// The file of a watch, with the input as what it held; and its table, with the input as values.
+void Watches(const std::string& input) {
+  std::vector<Course> courses;
+  std::istringstream values(input);
+  for (std::string value; courses.size() < 50 && std::getline(values, value);) {
+    courses.emplace_back(Register{1, "qmxName.0", "1"});
+    for (const char part : value) courses.back().Add(std::string(1, part));
+    courses.back().Add(value);
+  }
+  for (const std::size_t size : {0U, 1U, 20U, 80U}) {
+    Require(CourseTable(courses, size, size).size() <= std::max<std::size_t>(size, 3));
+  }
+
+  // A file that is not of this watch stays as it was; any other one keeps its whole lines.
+  Keep(kFile, input);
+  const std::vector<Course> one = {Course({7, "", "7"})};
+  try {
+    WatchFile(kFile, one).Add("now", one);
+    const std::size_t whole = input.rfind('\n') + 1;
+    const std::string header = whole == 0 ? "time,7\n" : "";
+    Require(Kept() == input.substr(0, whole) + header + "now,\n");
+  } catch (const Failure&) {
+    Require(Kept() == input);
   }
 }
 

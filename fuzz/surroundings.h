@@ -4,16 +4,14 @@
 // daemon's own code runs unchanged. Where the bytes end, an honest instrument answers.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <string>
 
 /// Runs `served` with a line that brings `line`, and all else from `bytes`. Ends when `served`
 /// returns, when it waits for more than the line has, or when it ends the process. Aborts when the
 /// shell or the database is handed something that must not reach them.
-void WithSurroundings(const std::string& line, const std::uint8_t* bytes, std::size_t size,
+void WithSurroundings(const std::string& line, const std::string& bytes,
                       const std::function<void()>& served);
 
-/// The device path that stands for the line.
-constexpr char kFuzzLine[] = "/dev/fuzz";
+/// The device path that stands for the line; what is sent goes nowhere.
+constexpr char kFuzzLine[] = "/dev/null";

@@ -1,86 +1,74 @@
 // What is fuzzed, by name: FUZZ_TARGET names one, and the folder of its seeds.
+#include <fnmatch.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <new>
 
 #include "base/text.h"
+#include "bytes.h"
 #include "core/gateway.h"
 #include "registers/register_map.h"
 #include "surroundings.h"
 
 namespace {
 
-using Input = std::pair<const std::uint8_t*, std::size_t>;
-
-/// Builds the gateway anew for every input.
-void Serve(const std::string& line, const Input& rest, void (CGateway::*handle)()) {
+/// Builds the gateway anew for every input. The first byte tells how many of the others come over
+/// the line, between what is given.
+void Serve(const std::string& before, std::string input, const std::string& behind,
+           void (CGateway::*handle)()) {
+  const std::size_t count = std::size_t{2} * static_cast<unsigned char>(input[0]);
+  input.erase(0, 1);
+  const std::string line = Bytes(before) + input.substr(0, count) + Bytes(behind);
+  input.erase(0, count);
   alignas(CGateway) static char room[sizeof(CGateway)];
   CGateway* gateway = nullptr;
-  WithSurroundings(line, rest.first, rest.second, [&] {
+  WithSurroundings(line, input, [&] {
     gateway = new (room) CGateway;
     (gateway->*handle)();
   });
   if (gateway != nullptr) gateway->~CGateway();
 }
 
-/// The first byte tells how many of the others come over the line.
-std::string TakeLine(Input& input) {
-  if (input.second == 0) return "";
-  const std::size_t length = std::min(std::size_t{2} * input.first[0], input.second - 1);
-  std::string line(reinterpret_cast<const char*>(input.first + 1), length);
-  input = {input.first + 1 + length, input.second - 1 - length};
-  return line;
-}
-
-std::string Framed(const std::string& text) { return '\x02' + text + '\x03'; }
-
 /// One AK function: its code and channel are given, what follows is not.
-void AK(const std::string& request, Input input) {
-  const std::string line = Framed("4" + request + TakeLine(input));
-  Serve(line, input, &CGateway::HandleAKRequest);
+void AK(const std::string& request, const std::string& input) {
+  Serve("<STX>4" + request, input, "<ETX>", &CGateway::HandleAKRequest);
 }
 
-void Frames(Input input, void (CGateway::*handle)()) {
-  const std::string line = TakeLine(input);
-  Serve(line, input, handle);
-}
-
-void Line(Input input) {
-  std::string text(reinterpret_cast<const char*>(input.first), input.second);
+void Line(const std::string& input) {
+  std::string line = input;
   RegisterMap registers;
-  const char* name = TakeRegisterLine(text.data(), registers);
-  if ((name == nullptr) != registers.empty()) std::abort();
-  if (name != nullptr && FindRegister(registers, registers.begin()->first.c_str()) == nullptr) {
+  const bool taken = TakeRegisterLine(line.data(), registers) != nullptr;
+  const bool found =
+      !registers.empty() && FindRegister(registers, registers.begin()->first.c_str()) != nullptr;
+  if (taken != found) std::abort();
+}
+
+void NumberFormat(const std::string& input) {
+  float number = 0;
+  std::memcpy(&number, input.data(), std::min(sizeof number, input.size()));
+  char text[10] = "?????????";
+  CGateway::FormatMantissaExponent(number, text);
+  // The byte behind the terminator is as it was.
+  if (fnmatch("[+-][0-9][0-9][0-9][0-9][+-][0-9][0-9]", text, 0) != 0 || text[9] != '\0') {
     std::abort();
   }
 }
 
-void NumberFormat(Input input) {
-  float number = 0;
-  std::memcpy(&number, input.first, std::min(sizeof number, input.second));
-  char text[10] = "?????????";
-  CGateway::FormatMantissaExponent(number, text);
-  // +dddd+ee, and the byte behind the terminator as it was.
-  const bool shaped = std::strlen(text) == 8 && std::strspn(text, "+-") == 1 &&
-                      std::strspn(text + 1, "0123456789") == 4 &&
-                      std::strspn(text + 5, "+-") == 1 &&
-                      std::strspn(text + 6, "0123456789") == 2 && text[9] == '\0';
-  if (!shaped) std::abort();
-}
-
-const std::map<std::string, std::function<void(Input)>> kTargets = {
-    {"ak_frames", [](Input i) { Frames(i, &CGateway::HandleAKRequest); }},
-    {"gnp_frames", [](Input i) { Frames(i, &CGateway::HandleGNPRequest); }},
-    {"da", [](Input i) { Serve(Framed("DA") + "04", i, &CGateway::HandleGNPRequest); }},
-    {"areg", [](Input i) { AK("AREG K0 ", i); }},
-    {"ereg", [](Input i) { AK("EREG K0 ", i); }},
-    {"lprc", [](Input i) { AK("LPRC K0", i); }},
-    {"lcfg", [](Input i) { AK("LCFG K0", i); }},
-    {"ldhd", [](Input i) { AK("LDHD K0", i); }},
-    {"asto", [](Input i) { AK("ASTO K0 ", i); }},
-    {"ssto", [](Input i) { AK("SSTO K0 ", i); }},
-    {"sf", [](Input i) { AK("SF", i); }},
+const std::map<std::string, std::function<void(const std::string&)>> kTargets = {
+    {"ak_frames", [](const std::string& i) { Serve("", i, "", &CGateway::HandleAKRequest); }},
+    {"gnp_frames", [](const std::string& i) { Serve("", i, "", &CGateway::HandleGNPRequest); }},
+    {"da",
+     [](const std::string& i) { Serve("<STX>DA<ETX>04", i, "", &CGateway::HandleGNPRequest); }},
+    {"areg", [](const std::string& i) { AK("AREG K0 ", i); }},
+    {"ereg", [](const std::string& i) { AK("EREG K0 ", i); }},
+    {"lprc", [](const std::string& i) { AK("LPRC K0", i); }},
+    {"lcfg", [](const std::string& i) { AK("LCFG K0", i); }},
+    {"ldhd", [](const std::string& i) { AK("LDHD K0", i); }},
+    {"asto", [](const std::string& i) { AK("ASTO K0 ", i); }},
+    {"ssto", [](const std::string& i) { AK("SSTO K0 ", i); }},
+    {"sf", [](const std::string& i) { AK("SF", i); }},
     {"register_line", Line},
     {"number_format", NumberFormat},
 };
@@ -96,6 +84,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const char* name = std::getenv("FUZZ_TARGET");
     return kTargets.at(name == nullptr ? "" : name);
   }();
-  target({bytes, size});
+  target(std::string(reinterpret_cast<const char*>(bytes), size));
   return 0;
 }
