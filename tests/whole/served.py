@@ -60,11 +60,10 @@ def type_commands(machine, page):
 
 def serve(folder, disk, page):
     """Leaves a snapshot "served" on the disk: an enabled line with its adapter pulled."""
-    if os.path.exists(disk):
-        os.unlink(disk)
+    new = f"{disk}.new"
     subprocess.run(["qemu-img", "create", "-q", "-f", "qcow2", "-F", "raw", "-b",
-                    f"{folder}/bare.raw", disk], check=True)
-    machine = Machine(folder, disk, cache="unsafe")
+                    f"{folder}/bare.raw", new], check=True)
+    machine = Machine(folder, new, cache="unsafe")
     try:
         machine.run("mount -o ro /dev/vdb /mnt")
         # The instrument of a controller is there before its gateway.
@@ -84,6 +83,7 @@ def serve(folder, disk, page):
         machine.wait("! systemctl is-active " + UNIT)
         machine.run("sync")
         machine.monitor("savevm served")
-        return said
     finally:
         machine.close()
+    os.rename(new, disk)
+    return said
