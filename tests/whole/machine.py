@@ -3,7 +3,6 @@ import json
 import os
 import secrets
 import shlex
-import signal
 import socket
 import subprocess
 import time
@@ -74,11 +73,6 @@ class Machine:
                 raise Fault(f"{command}: {answer['error']}")
             if "return" in answer:
                 return answer["return"]
-
-    def monitor(self, line):
-        said = self.ask_emulator("human-monitor-command", **{"command-line": line})
-        if said.strip():
-            raise Fault(f"{line}: {said}")
 
     def run(self, command, patience=60, answers="", fails=False):
         """What a root shell of the machine prints; a Fault if it fails and need not."""

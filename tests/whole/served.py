@@ -28,22 +28,13 @@ INSERT INTO LogEntry SELECT * FROM past;
 UNIT = "qmx-gateway@ttyUSB0"
 
 
-def commands(page):
-    """The commands of the page's first section, as typed, those on the laptop last."""
-    section = re.search(r"^## From bare Debian.*?(?=^## )", open(page).read(), re.M | re.S)
-    found = [line.strip() for line in section.group().split("\n") if line.startswith("    ")]
-    if len(found) < 5:
-        raise Fault(f"{page} has no list of commands any more")
-    return found
-
-
 def type_commands(machine, page):
-    """Types them; what the laptop was answered."""
+    """Types the commands of the page's first section; what the laptop was answered."""
+    section = re.search(r"^## From bare Debian.*?(?=^## )", open(page).read(), re.M | re.S)
     said = ""
-    for command in commands(page):
+    for command in re.findall("^    (.*)", section.group(), re.M):
         if command.startswith("qmx-console "):
-            typed = command.split("#")[0].split()
-            typed = [machine.console, machine.line.path] + typed[2:]
+            typed = [machine.console, machine.line.path, *command.split("#")[0].split()[2:]]
             machine.line.served(30)
             said = subprocess.run(typed, capture_output=True, text=True, timeout=60)
             if said.returncode != 0:
@@ -82,7 +73,9 @@ def serve(folder, disk, page):
         machine.pull()
         machine.wait("! systemctl is-active " + UNIT)
         machine.run("sync")
-        machine.monitor("savevm served")
+        snapshot = machine.ask_emulator("human-monitor-command", **{"command-line": "savevm served"})
+        if snapshot:
+            raise Fault(snapshot)
     finally:
         machine.close()
     os.rename(new, disk)
