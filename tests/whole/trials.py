@@ -102,7 +102,7 @@ def pulls(house, count):
 @trial(50)
 def kills(house, count):
     """The daemon is killed."""
-    after = at_work(plugged(house), count, lambda m: m.run(f"systemctl kill -s KILL {UNIT}"), 12)
+    after = at_work(plugged(house), count, lambda m: m.run(f"systemctl kill -s KILL {UNIT}"), 16)
     return f"{count} kills: served again after {spread(after)}"
 
 
