@@ -74,7 +74,7 @@ def serve(folder, disk, page):
         machine.wait("! systemctl is-active " + UNIT)
         machine.run("sync")
         snapshot = machine.ask_emulator("human-monitor-command", **{"command-line": "savevm served"})
-        if snapshot:
+        if snapshot.strip():
             raise Fault(snapshot)
     finally:
         machine.close()
