@@ -3,7 +3,6 @@ import json
 import os
 import secrets
 import shlex
-import signal
 import socket
 import subprocess
 import time
@@ -19,27 +18,26 @@ class Machine:
     """Runs on the disk image; `load` names a snapshot of a running machine to go on from.
 
     line     the built-in serial port, ttyS0
-    adapter  a USB adapter, to be plugged in
+    adapter  a USB adapter, to be plugged in; "second" is another one
     """
 
     console = f"{os.path.dirname(__file__)}/../../build/package/bin/qmx-console"
 
-    def __init__(self, folder, disk, load=None, options=(), cache="writeback"):
+    def __init__(self, folder, disk, load=None, cache="writeback"):
         self.folder, self.disk, self.cache = folder, disk, cache
         self.log = open(f"{folder}/machine.log", "a", buffering=1)
-        self.line = Cable(f"{folder}/line")
-        self.adapter = Cable(f"{folder}/adapter")
-        self.second = Cable(f"{folder}/second")
-        self.start(load, options)
+        self.cables = {name: Cable(f"{folder}/{name}") for name in ("line", "adapter", "second")}
+        self.line, self.adapter = self.cables["line"], self.cables["adapter"]
+        self.start(load)
 
-    def start(self, load=None, options=(), adapter=False):
+    def start(self, load=None, adapter=False):
         """Power on; with the adapter plugged in if it is to be there already."""
         qmp, qmp_end = socket.socketpair()
         shell, shell_end = socket.socketpair()
-        ends = {"line": self.line.machine_end, "adapter": self.adapter.machine_end,
-                "second": self.second.machine_end, "qmp": qmp_end, "shell": shell_end}
+        ends = {name: cable.machine_end for name, cable in self.cables.items()}
+        ends |= {"qmp": qmp_end, "shell": shell_end}
         command = ["qemu-system-x86_64", "-nodefaults", "-display", "none", "-cpu", "max",
-                   "-m", "1024", "-rtc", "base=utc",
+                   "-accel", "tcg,thread=multi", "-smp", "2", "-m", "1024", "-rtc", "base=utc",
                    "-kernel", f"{self.folder}/vmlinuz", "-initrd", f"{self.folder}/initrd",
                    "-append", "root=/dev/vda rw console=ttyS1 quiet",
                    "-drive", f"file={self.disk},if=virtio,cache={self.cache}",
@@ -47,7 +45,6 @@ class Machine:
                    "-device", "virtio-serial", "-device", "virtserialport,chardev=shell,name=shell",
                    "-serial", "chardev:line", "-serial", f"file:{self.folder}/console.log",
                    "-device", "qemu-xhci,id=usb", "-mon", "chardev=qmp,mode=control"]
-        command += options or ["-accel", "tcg,thread=multi", "-smp", "2"]
         for name, end in ends.items():
             command += ["-chardev", f"socket,id={name},fd={end.fileno()}"]
         command += ["-loadvm", load] if load else []
@@ -56,7 +53,6 @@ class Machine:
         self.adapter.plugged = adapter
         self.emulator = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=self.log,
                                          stderr=self.log, pass_fds=[e.fileno() for e in ends.values()])
-        self.dark = False
         qmp_end.close()
         shell_end.close()
         self.qmp, self.shell = qmp.makefile("rw"), shell
@@ -77,11 +73,6 @@ class Machine:
                 raise Fault(f"{command}: {answer['error']}")
             if "return" in answer:
                 return answer["return"]
-
-    def monitor(self, line):
-        said = self.ask_emulator("human-monitor-command", **{"command-line": line})
-        if said.strip():
-            raise Fault(f"{line}: {said}")
 
     def run(self, command, patience=60, answers="", fails=False):
         """What a root shell of the machine prints; a Fault if it fails and need not."""
@@ -108,31 +99,23 @@ class Machine:
         self.run(f"until {command}; do sleep 0.3; done >/dev/null 2>&1", patience)
         return time.monotonic() - start
 
-    def plug(self, cable=None, port=1):
-        cable = cable or self.adapter
-        name = "adapter" if cable is self.adapter else "second"
+    def plug(self, name="adapter", port=1):
         # The number that the maker burnt in, of each adapter its own.
         self.ask_emulator("device_add", driver="usb-serial", bus="usb.0", port=str(port), id=name,
                           chardev=name, serial=f"QMX-2026-{name}", **{"always-plugged": True})
-        cable.plugged = True
+        self.cables[name].plugged = True
 
-    def pull(self, cable=None):
-        cable = cable or self.adapter
-        cable.plugged = False
-        self.ask_emulator("device_del", id="adapter" if cable is self.adapter else "second")
+    def pull(self):
+        self.adapter.plugged = False
+        self.ask_emulator("device_del", id="adapter")
 
     def cut(self):
         """The power is gone."""
         self.adapter.plugged = False
         self.emulator.kill()
         self.emulator.wait()
-        self.dark = True
-
-    def shut_down(self):
-        self.run("systemctl --no-block poweroff")
-        self.emulator.wait(300)
 
     def close(self):
         self.cut()
-        for cable in (self.line, self.adapter, self.second):
+        for cable in self.cables.values():
             cable.close()

@@ -28,22 +28,13 @@ INSERT INTO LogEntry SELECT * FROM past;
 UNIT = "qmx-gateway@ttyUSB0"
 
 
-def commands(page):
-    """The commands of the page's first section, as typed, those on the laptop last."""
-    section = re.search(r"^## From bare Debian.*?(?=^## )", open(page).read(), re.M | re.S)
-    found = [line.strip() for line in section.group().split("\n") if line.startswith("    ")]
-    if len(found) < 5:
-        raise Fault(f"{page} has no list of commands any more")
-    return found
-
-
 def type_commands(machine, page):
-    """Types them; what the laptop was answered."""
+    """Types the commands of the page's first section; what the laptop was answered."""
+    section = re.search(r"^## From bare Debian.*?(?=^## )", open(page).read(), re.M | re.S)
     said = ""
-    for command in commands(page):
+    for command in re.findall("^    (.*)", section.group(), re.M):
         if command.startswith("qmx-console "):
-            typed = command.split("#")[0].split()
-            typed = [machine.console, machine.line.path] + typed[2:]
+            typed = [machine.console, machine.line.path, *command.split("#")[0].split()[2:]]
             machine.line.served(30)
             said = subprocess.run(typed, capture_output=True, text=True, timeout=60)
             if said.returncode != 0:
@@ -60,11 +51,10 @@ def type_commands(machine, page):
 
 def serve(folder, disk, page):
     """Leaves a snapshot "served" on the disk: an enabled line with its adapter pulled."""
-    if os.path.exists(disk):
-        os.unlink(disk)
+    new = f"{disk}.new"
     subprocess.run(["qemu-img", "create", "-q", "-f", "qcow2", "-F", "raw", "-b",
-                    f"{folder}/bare.raw", disk], check=True)
-    machine = Machine(folder, disk, cache="unsafe")
+                    f"{folder}/bare.raw", new], check=True)
+    machine = Machine(folder, new, cache="unsafe")
     try:
         machine.run("mount -o ro /dev/vdb /mnt")
         # The instrument of a controller is there before its gateway.
@@ -83,7 +73,10 @@ def serve(folder, disk, page):
         machine.pull()
         machine.wait("! systemctl is-active " + UNIT)
         machine.run("sync")
-        machine.monitor("savevm served")
-        return said
+        snapshot = machine.ask_emulator("human-monitor-command", **{"command-line": "savevm served"})
+        if snapshot.strip():
+            raise Fault(snapshot)
     finally:
         machine.close()
+    os.rename(new, disk)
+    return said
