@@ -79,19 +79,18 @@ TEST_F(Console, AnswersItsCommands) {
       {"ereg --help", 0,
        "Write a register: ereg REGISTER VALUE\nUsage: … DEVICE ereg REGISTER VALUE\n…\n"
        "Example: qmx-console /dev/ttyUSB0 ereg qmxAveragingTime 60"},
-      {"--trace lcfg", 0,
-       "instrument type 2\n!TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>"},
+      {"--trace lcfg --json", 0,
+       R"({"command":"LCFG","status":0,"value":"2"})"
+       "\n!TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>"},
       {"watch 29 1 70 --count 2 --every 0.1 --csv watch.csv", 0, value + "\n" + value},
       {"ereg 97 $(printf 'a\\003')", 1, "!A request cannot have the byte STX, ETX or NUL in it."},
       {"ereg 1 $(printf %0245d 0)", 1,
        "!The gateway takes no request of more than 255 characters."},
-      {"lcfg --json", 0, R"({"command":"LCFG","status":0,"value":"2"})"},
       {"frobnicate", 1, "!…expected: frobnicate\nRun with --help for more information."},
       {"ereg qmxRS232Mode 1", 0, "qmxRS232Mode is set"},
-      {"da", 0,
+      {"--id 001 da", 0,
        "register 018  …\n  component 003, …\ncheck value … is right, response end <CR><LF>"},
       {"--protocol gnp report a.csv", 0, "a.html shows …"},
-      {"--json --id 001 da", 0, R"(…"blocks":[{"register":"018",…{"register":"021",…"errors":[…)"},
       {"--protocol gnp raw XY", 4, "<STX>Unknown command.<ETX><CR><LF>\n!Refused."},
   };
   Hold(device_, rows);
@@ -165,6 +164,22 @@ TEST_F(Console, ReadsItsConfiguration) {
   Hold(device_, {{"unshare -m bash -c 'mount -t tmpfs tmpfs /dev; " + ask + plug + ask + "'", 2,
                   "!" + none + "none plugged in; built-in ones are /dev/ttyS0 and following.\n" +
                       none + "/dev/serial/by-id/a /dev/ttyUSB0 /dev/ttyUSB1 /dev/ttyACM0."}});
+}
+
+TEST(ConsoleLine, TellsWhoMayOpenADevice) {
+  if (RunToEnd({"setpriv", "--reuid", "1", "true"}).status != 0) GTEST_SKIP() << "no other users";
+  const Line line;
+  const std::string as = "; setpriv --reuid 1 --regid 1 --clear-groups qmx-console $DEVICE lcfg";
+  const std::string cause = "!" + line.Device() + " cannot be opened: Permission denied. ";
+  const std::string owned = cause + "It belongs to root and group ";
+  const std::string none = ", which is no group to join for it: give it a group by a udev rule.";
+  const std::string join = ". Join the group: sudo adduser daemon ";
+  Hold(line.Device(), {{"chown 0:5 $DEVICE; chmod 660 $DEVICE" + as, 2,
+                        owned + "tty" + join + "tty, then log in again."},
+                       {"chmod 640 $DEVICE" + as, 2, owned + "tty" + none},
+                       {"chown 0:0 $DEVICE; chmod 660 $DEVICE" + as, 2, owned + "root" + none},
+                       {"chown 0:54321 $DEVICE" + as, 2,
+                        owned + "group 54321" + join + "group 54321, then log in again."}});
 }
 
 }  // namespace

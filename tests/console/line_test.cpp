@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <chrono>
 #include <csignal>
 #include <thread>
@@ -33,25 +31,6 @@ TEST(ConsoleLine, RecordsWhatPasses) {
                   line.Device() + "\nTIME > <STX>4AREG K0 7<ETX>\nTIME < ~<LF>\n" +
                   "TIME < <STX>4AREG 0 7 <x3C><x80>\nTIME < <ETX><CR><LF>\n");
   }
-}
-
-TEST(ConsoleLine, TellsWhoMayOpenADevice) {
-  if (RunToEnd({"setpriv", "--reuid", "1", "true"}).status != 0) GTEST_SKIP() << "no other users";
-  const Line line;
-  const std::string cause = " cannot be opened: Permission denied. It belongs to root and group ";
-  const auto denied = [&](gid_t group, mode_t mode, const std::string& told) {
-    EXPECT_EQ(chown(line.Device().c_str(), 0, group) + chmod(line.Device().c_str(), mode), 0);
-    const Ended ended = RunToEnd({"setpriv", "--reuid", "1", "--regid", "1", "--clear-groups",
-                                  Program("qmx-console"), line.Device(), "lcfg"});
-    EXPECT_EQ(ended.status, 2);
-    EXPECT_EQ(ended.errors, line.Device() + cause + told);
-  };
-  const std::string none = ", which is no group to join for it: give it a group by a udev rule.\n";
-  const std::string join = ". Join the group: sudo adduser daemon ";
-  denied(5, 0660, "tty" + join + "tty, then log in again.\n");
-  denied(5, 0640, "tty" + none);
-  denied(0, 0660, "root" + none);
-  denied(54321, 0660, "group 54321" + join + "group 54321, then log in again.\n");
 }
 
 TEST(ConsoleListen, TellsBothSidesApart) {

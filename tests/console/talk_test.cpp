@@ -20,8 +20,8 @@
 namespace {
 
 /// Answers each request with the next reply: the text of a frame, behind which each "|" begins a
-/// line, or bytes behind "~"; "-" is a silence, "*" noise without end, and "!" an interrupt, which
-/// may come before a reply. Marks are refused, unless "?" is next.
+/// line, or bytes behind "~"; "-" is a silence, and "!" an interrupt, which may come before a
+/// reply. Marks are refused, unless "?" is next.
 class TalkingLine : public PlayedLine {
  public:
   TalkingLine() : PlayedLine({}, std::chrono::milliseconds(1)) {}
@@ -43,7 +43,6 @@ class TalkingLine : public PlayedLine {
       std::raise(SIGINT);
       reply.erase(0, 1);
     }
-    noise_ = reply == "*";
     if (reply.size() < 2) return;
     if (reply[0] != '~') {
       reply.insert(std::min(reply.find('|'), reply.size()), "<ETX>");
@@ -53,12 +52,8 @@ class TalkingLine : public PlayedLine {
   }
   bool Read(char& byte, std::chrono::milliseconds wait) override {
     Interrupt::Check();
-    if (noise_) Comes("x", PlayedClock::now += std::chrono::milliseconds(1));
     return PlayedLine::Read(byte, wait);
   }
-
- private:
-  bool noise_ = false;
 };
 
 /// What the file says of what is typed there.
