@@ -39,22 +39,18 @@ TEST_F(Console, AnswersItsCommands) {
       "Logged every 5 min: no gaps.";
   const std::string days =
       "\nday         there  missing  share\n2020-01-01  3      0        100.0 %";
-  const std::string value = "START  29 qmxAveragingTime.0 -5  1 qmxInstrumentType.0 Twinex  70 …";
+  const std::string value = "START  29 qmxAveragingTime.0 300  1 qmxInstrumentType.0 Twinex  70 …";
   const std::vector<Asked> rows = {
-      {"lcfg", 0, "instrument type 2"},
       {"lprc", 0, "  1  qmx…\n139  qmxDiagnosticValue.40\n79 registers, highest number 139"},
       // Behind both gaps of the numbering, by name and by number.
       {"areg 29-30 QMXFILTERname 'qmxkorv?state' qmxDiagnosticValue.40 139", 0,
        "29  300\n30  9127\nQMXFILTERname  F-2291\nqmxKORVAState.0  2\nqmxKORVBState.0  2\n"
        "qmxDiagnosticValue.40  40\n139  40"},
-      {"ereg qmxAveragingTime -5", 0, "qmxAveragingTime is set"},
       {"ereg qmxOperatorNote 'two words'", 0, "qmxOperatorNote is set"},
       {"areg qmxOperatorNote 999", 4, "qmxOperatorNote  two words\n999  refused\n!AREG refused: …"},
       {"ldhd", 0, "Date,Time,mass,note"},
       {"ssto b", 0, "database pointer moved"},
-      {"--json asto 5", 0, R"(…[["2020-01-01","00:05:00","2",""],["2020-01-01",…,"\"q\""]]})"},
-      {"ssto -9", 0, "database pointer moved"},
-      {"asto 1", 0, "2020-01-01  00:05:00  2"},
+      {"--json asto 1", 0, R"(…[["2020-01-01","00:05:00","2",""]]})"},
       {"--station 7 --channel Z9 check --newest --report check.html", 4,
        "ok     port       " + device_ +
            " is open, for nobody else\n…FOUND  station    4\nFOUND  channel    K0\n…2, Twinex\n…"
@@ -63,6 +59,8 @@ TEST_F(Console, AnswersItsCommands) {
            "Use: qmx-console " +
            device_ + "\n!There is something to look at."},
       {"asto 1", 0, "2020-01-01  00:10:00  3  \"q\""},
+      {"download b.csv & until [ -e b.csv ]; do sleep 0.01; done; kill $!; wait $!", 143,
+       "!…Interrupted; the same command goes on from here."},
       {"--json download all.csv --gaps", 0,
        R"({"command":"DOWNLOAD","file":"all.csv","whole":true,"records":3,…"missing":0}]})"
        "\n!3 records, 80 bytes, …\n" +
@@ -70,31 +68,29 @@ TEST_F(Console, AnswersItsCommands) {
       {"download all.csv --gaps", 0, "!nothing new\n" + holds + days},
       {"download - --from '2020-01-01 00:10'", 0,
        "Date,Time,mass,note\n2020-01-01,00:10:00,3,\"\"\"q\"\"\"\n!1 record, …\n- holds all …"},
-      {"--json prove all.csv", 0, R"({"command":"PROVE","file":"all.csv","whole":true,…)"},
-      {"prove all.csv --gaps", 0, holds + days},
-      {"prove a.csv", 4, "…!a.csv does not hold what the instrument holds."},
+      // In the background what interrupts others is ignored.
+      {"--json prove a.csv & sleep 0.5; kill -INT $!; wait $!", 4,
+       R"({"command":"PROVE","file":"a.csv","whole":false,…)"
+       "\n!a.csv does not hold what the instrument holds."},
       {"report all.csv -o all.html", 0, "all.html shows the records; it opens in any browser."},
       {"sf 03", 0, "SF03 done"},
       {"--channel V9 lcfg", 4, "!LCFG refused (…): the station has another channel …"},
-      {"--station 5 --timeout 0.3 lcfg", 3, "!No reply, not a byte. … another station than 5, …"},
       {"raw 4LCFG K0", 0, "<STX>4LCFG 0 2<ETX><CR><LF>"},
       {"ereg --help", 0,
        "Write a register: ereg REGISTER VALUE\nUsage: … DEVICE ereg REGISTER VALUE\n…\n"
        "Example: qmx-console /dev/ttyUSB0 ereg qmxAveragingTime 60"},
-      {"--trace lcfg", 0,
-       "instrument type 2\n!TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>"},
+      {"--trace lcfg --json", 0,
+       R"({"command":"LCFG","status":0,"value":"2"})"
+       "\n!TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>"},
       {"watch 29 1 70 --count 2 --every 0.1 --csv watch.csv", 0, value + "\n" + value},
       {"ereg 97 $(printf 'a\\003')", 1, "!A request cannot have the byte STX, ETX or NUL in it."},
       {"ereg 1 $(printf %0245d 0)", 1,
        "!The gateway takes no request of more than 255 characters."},
-      {"lcfg --json", 0, R"({"command":"LCFG","status":0,"value":"2"})"},
       {"frobnicate", 1, "!…expected: frobnicate\nRun with --help for more information."},
       {"ereg qmxRS232Mode 1", 0, "qmxRS232Mode is set"},
-      {"da", 0,
+      {"--id 001 da", 0,
        "register 018  …\n  component 003, …\ncheck value … is right, response end <CR><LF>"},
-      {"--protocol gnp watch --count 1", 0, "START  18 …  21 …  24 …"},
       {"--protocol gnp report a.csv", 0, "a.html shows …"},
-      {"--json --id 001 da", 0, R"(…"blocks":[{"register":"018",…{"register":"021",…"errors":[…)"},
       {"--protocol gnp raw XY", 4, "<STX>Unknown command.<ETX><CR><LF>\n!Refused."},
   };
   Hold(device_, rows);
@@ -102,7 +98,8 @@ TEST_F(Console, AnswersItsCommands) {
                    "…<tr><th>status condition</th><td>0</td></tr>\n"
                    "<tr><th>instrument type (LCFG)</th><td>2</td></tr>\n"
                    "<tr><th>qmxInstrumentType.0</th><td>Twinex</td></tr>\n…"));
-  EXPECT_TRUE(Fits(ReadFile(LabPath("watch.csv")), "time,29 qmx…,70\n2…,-5,Twinex,\n2…,Twinex,\n"));
+  EXPECT_TRUE(
+      Fits(ReadFile(LabPath("watch.csv")), "time,29 qmx…,70\n2…,300,Twinex,\n2…,Twinex,\n"));
 }
 
 /// The command line, the line's own settings, the environment, and what is set for all lines.
@@ -135,8 +132,11 @@ TEST_F(Console, ReadsItsConfiguration) {
       {"qmx-console lcfg", 1, "!DEVICE is required: the serial device, such as /dev/ttyUSB0."},
       {"qmx-console", 1, "!DEVICE is required\nRun with --help for more information."},
       {"qmx-console $(printf %0300d 0) lcfg", 1, "!filesystem error: status: File name too long…"},
-      {"qmx-console --record /nowhere/x roof lcfg", 1,
-       "!/nowhere/x cannot be written: No such file or directory."},
+      {"qmx-console --record .config/qmx-console.conf roof lcfg", 1,
+       "!.config/qmx-console.conf is no recording: name another file."},
+      // One that takes no more ends alone.
+      {"trap '' XFSZ; ulimit -f 1; qmx-console --record full roof registers --grep averaging", 0,
+       " 29  qmxAveragingTime.0\n!The recording ends: full cannot be written: File too large."},
       {"qmx-console --record /dev/full roof lcfg", 1,
        "!/dev/full cannot be written: No space left on device."},
       {"qmx-console --version >/dev/full", 1, ""},
@@ -144,18 +144,42 @@ TEST_F(Console, ReadsItsConfiguration) {
       {"qmx-console roof lcfg >&-", 1, full},
       {"qmx-console roof watch 1 >/dev/full", 1, full},
       {"(sleep 0.1; qmx-console roof download -; echo $? >&2) | :", 0, "!…cannot be written…\n1"},
-      {"echo 'LCFG\nareg --help\nset station 5\nset timeout 0.3\nlcfg\nset station 4\nset timeout "
-       "9\n"
-       "help LCFG\ntrace on\nhelp\nlcfg\ntrace off\nlcfg\nquit\nlcfg' | qmx-console roof",
-       3,
-       "instrument type 2\nRead registers: areg REGISTER...\nUsage: areg [OPTIONS] REGISTER...\n…\n"
+      {"echo 'areg --help\nhelp LCFG\ntrace on\nhelp\nlcfg\ntrace off\nlcfg\nquit\nset' | "
+       "qmx-console roof",
+       0,
+       "Read registers: areg REGISTER...\nUsage: areg [OPTIONS] REGISTER...\n…\n"
        "Instrument type number\n…\nquit       Leave the prompt\ninstrument type 2\n"
-       "instrument type 2\n" +
-           silent +
-           "5, …\n"
-           "TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>"},
+       "instrument type 2\n!TIME > <STX>4LCFG K0<ETX>\nTIME < <STX>4LCFG 0 2<ETX><CR><LF>"},
+      {"qmx-console /dev/null lcfg", 2, "!/dev/null is no serial device."},
+      {"qmx-console / lcfg", 2, "!/ cannot be opened: Is a directory."},
+      {"lcfg <$DEVICE", 2, "!" + device_ + " is the terminal of this console."},
   };
   Hold(device_, rows);
+  if (!IsPrivate()) return;
+  const std::string none =
+      "/dev/none cannot be opened: No such file or directory. Serial devices here: ";
+  const std::string ask = "qmx-console /dev/none lcfg; ";
+  const std::string plug =
+      "cd /dev; mkdir -p serial/by-id; touch tty{USB0,USB1,ACM0} serial/by-id/a; ";
+  Hold(device_, {{"unshare -m bash -c 'mount -t tmpfs tmpfs /dev; " + ask + plug + ask + "'", 2,
+                  "!" + none + "none plugged in; built-in ones are /dev/ttyS0 and following.\n" +
+                      none + "/dev/serial/by-id/a /dev/ttyUSB0 /dev/ttyUSB1 /dev/ttyACM0."}});
+}
+
+TEST(ConsoleLine, TellsWhoMayOpenADevice) {
+  if (RunToEnd({"setpriv", "--reuid", "1", "true"}).status != 0) GTEST_SKIP() << "no other users";
+  const Line line;
+  const std::string as = "; setpriv --reuid 1 --regid 1 --clear-groups qmx-console $DEVICE lcfg";
+  const std::string cause = "!" + line.Device() + " cannot be opened: Permission denied. ";
+  const std::string owned = cause + "It belongs to root and group ";
+  const std::string none = ", which is no group to join for it: give it a group by a udev rule.";
+  const std::string join = ". Join the group: sudo adduser daemon ";
+  Hold(line.Device(), {{"chown 0:5 $DEVICE; chmod 660 $DEVICE" + as, 2,
+                        owned + "tty" + join + "tty, then log in again."},
+                       {"chmod 640 $DEVICE" + as, 2, owned + "tty" + none},
+                       {"chown 0:0 $DEVICE; chmod 660 $DEVICE" + as, 2, owned + "root" + none},
+                       {"chown 0:54321 $DEVICE" + as, 2,
+                        owned + "group 54321" + join + "group 54321, then log in again."}});
 }
 
 }  // namespace

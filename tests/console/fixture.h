@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <functional>
 #include <regex>
 #include <string>
 #include <vector>
@@ -42,32 +41,6 @@ inline bool Fits(const std::string& text, const std::string& wanted) {
   std::size_t at = gap;
   while (at <= text.size() && !Fits(text.substr(at), rest)) ++at;
   return at <= text.size();
-}
-
-/// The next request of the console on a line that the test plays. The functions that no gateway
-/// knows, by which the console tells late replies, are refused.
-inline std::string ReceiveRequest(const Line& line) {
-  static const std::regex kMark("\x02(4SF[a-zA-Z].) K0\x03");
-  std::smatch mark;
-  std::string request = line.ReceiveUntil("\x03");
-  while (std::regex_match(request, mark, kMark)) {
-    line.Send(Reply(mark.str(1) + " 0 SE"));
-    request = line.ReceiveUntil("\x03");
-  }
-  return request;
-}
-
-/// The reply to a function code and its arguments.
-using Answering = std::function<std::string(const std::string&, const std::string&)>;
-
-/// Plays the gateway until the console has ended.
-inline void Play(const Line& line, Child& console, const Answering& answer) {
-  while (console.Running()) {
-    const std::string request = line.ReceiveUntil("\x03", 500);
-    if (request.size() < 8) continue;
-    const bool more = request.size() > 11;
-    line.Send(answer(request.substr(2, 4), more ? request.substr(10, request.size() - 11) : ""));
-  }
 }
 
 class Console : public testing::Test {
