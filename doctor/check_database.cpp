@@ -25,6 +25,14 @@ void TellWhyNotOpen(Connection& connection, Report& report) {
   switch (connection.Error()) {
     case ER_ACCESS_DENIED_ERROR:
     case ER_ACCESS_DENIED_NO_PASSWORD_ERROR:
+      if (Connection(Connection::Over::kTLS).IsOpen()) {
+        report.Fault("database",
+                     "root may log in over TLS only, which the gateway does not use" + reason,
+                     "mysql --ssl -e 'SET GLOBAL require_secure_transport=OFF; "
+                     "ALTER USER root@localhost REQUIRE NONE'",
+                     kConnectPage);
+        return;
+      }
       report.Fault(
           "database", "root may not log in over TCP without a password" + reason,
           "mysql -e \"ALTER USER root@localhost IDENTIFIED VIA mysql_native_password USING "

@@ -11,12 +11,16 @@
 
 class Connection {
  public:
-  Connection() {
+  enum class Over { kTCP, kTLS };
+
+  explicit Connection(Over over = Over::kTCP) {
     mysql_init(&mysql_);
     const unsigned connecting = 2;
     const unsigned reading = 3;
     mysql_options(&mysql_, MYSQL_OPT_CONNECT_TIMEOUT, &connecting);
     mysql_options(&mysql_, MYSQL_OPT_READ_TIMEOUT, &reading);
+    // What the library does by itself, the gateway's connection does, too.
+    if (over == Over::kTLS) DemandTLS();
     open_ = mysql_real_connect(&mysql_, kDatabaseHost, kDatabaseUser, kDatabasePassword,
                                kDatabaseName, 0, nullptr, 0) != nullptr;
   }
@@ -46,6 +50,16 @@ class Connection {
   }
 
  private:
+  void DemandTLS() {
+#ifdef MARIADB_PACKAGE_VERSION
+    const my_bool demanded = 1;
+    mysql_options(&mysql_, MYSQL_OPT_SSL_ENFORCE, &demanded);
+#else
+    const unsigned demanded = SSL_MODE_REQUIRED;
+    mysql_options(&mysql_, MYSQL_OPT_SSL_MODE, &demanded);
+#endif
+  }
+
   MYSQL mysql_{};
   bool open_ = false;
 };
