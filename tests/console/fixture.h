@@ -34,13 +34,19 @@ inline std::string Timeless(const std::string& text) {
 
 /// Whether this is the text, where … stands for anything.
 inline bool Fits(const std::string& text, const std::string& wanted) {
-  const std::size_t gap = wanted.find("…");
-  if (gap == std::string::npos) return text == wanted;
-  if (text.compare(0, gap, wanted, 0, gap) != 0) return false;
-  const std::string rest = wanted.substr(gap + std::string("…").size());
-  std::size_t at = gap;
-  while (at <= text.size() && !Fits(text.substr(at), rest)) ++at;
-  return at <= text.size();
+  static const std::string kAny = "…";
+  std::size_t at = 0;
+  std::size_t from = 0;
+  for (std::size_t gap = 0; (gap = wanted.find(kAny, from)) != std::string::npos;) {
+    const std::string part = wanted.substr(from, gap - from);
+    const std::size_t found = from == 0 ? text.rfind(part, 0) : text.find(part, at);
+    if (found == std::string::npos) return false;
+    at = found + part.size();
+    from = gap + kAny.size();
+  }
+  const std::string last = wanted.substr(from);
+  if (from == 0) return text == wanted;
+  return text.size() >= at + last.size() && text.rfind(last) == text.size() - last.size();
 }
 
 class Console : public testing::Test {
