@@ -195,7 +195,7 @@ TEST(Crowds, AreWhereRecordsStandTooClose) {
     for (const char count : records) {
       moment += count > '9' ? 60000 : 120000;
       const int several = count == 'C' ? 2 : count > '9' ? 1 : count - '0';
-      stamps.insert(stamps.end(), several, TimeStampOf(moment));
+      stamps.insert(stamps.end(), static_cast<std::size_t>(several), TimeStampOf(moment));
     }
     const Held held(stamps);
     for (const Crowd& crowd : Crowds(held, 1, held.Stamps())) {
